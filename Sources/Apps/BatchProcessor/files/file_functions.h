@@ -1,0 +1,30 @@
+// Conveniences over the machine's file system.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/file_system.h"
+
+namespace files {
+
+/// The attributes of a path, none where nothing is there: the name, its folder, its share or its drive is missing
+/// or can't be a name. Any other failure raises a filesystem_error of the operation "exists".
+[[nodiscard]] std::optional<std::uint32_t> attributes_if_exists(const std::wstring& path);
+
+/// As attributes_if_exists, without the attributes.
+[[nodiscard]] bool exists(const std::wstring& path);
+
+/// False also where the attributes can't be read.
+[[nodiscard]] bool is_directory(const std::wstring& path);
+
+/// Makes the directory and every missing parent; one that is there already is fine. Raises a filesystem_error of
+/// the operation "create_directories".
+void create_directories(const std::wstring& path);
+
+/// The whole content, none when the file can't be opened or read to its end, or has more than `limit` bytes.
+[[nodiscard]] std::optional<std::string> read_whole_file(const std::wstring& path, std::uint64_t limit);
+
+}  // namespace files

@@ -1,0 +1,43 @@
+// Metadata of images, set in place by query path.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/property_system.h"
+
+namespace platform {
+
+/// A fast metadata encoder with its query writer: changes single values inside the room that the container has.
+class metadata_encoder {
+ public:
+  virtual ~metadata_encoder() = default;
+
+  /// Stages a value at a query path such as "/xmp/xmp:Rating". SetMetadataByName.
+  virtual hresult set(const std::wstring& query, const property_value& value) = 0;
+  /// Writes what was staged, or fails and leaves the file alone where the container has no room. Commit.
+  virtual hresult commit() = 0;
+};
+
+/// An image opened for reading and writing.
+class image_decoder {
+ public:
+  virtual ~image_decoder() = default;
+
+  /// GetFrame(0), CreateFastMetadataEncoderFromFrameDecode, GetMetadataQueryWriter; the first failure ends it.
+  virtual hresult_result<std::unique_ptr<metadata_encoder>> frame_encoder() = 0;
+  /// CreateFastMetadataEncoderFromDecoder, GetMetadataQueryWriter.
+  virtual hresult_result<std::unique_ptr<metadata_encoder>> container_encoder() = 0;
+};
+
+class imaging {
+ public:
+  /// Creates the imaging factory, then CreateDecoderFromFilename with read and write access and the metadata
+  /// cached on demand.
+  virtual hresult_result<std::unique_ptr<image_decoder>> open(const std::wstring& path) = 0;
+
+ protected:
+  ~imaging() = default;
+};
+
+}  // namespace platform

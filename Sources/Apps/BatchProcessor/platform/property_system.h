@@ -1,0 +1,88 @@
+// The property system: typed values of a file, through the handler of its type or as property sets on any path.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/result.h"
+
+namespace platform {
+
+struct guid {
+  std::uint32_t data1 = 0;
+  std::uint16_t data2 = 0;
+  std::uint16_t data3 = 0;
+  std::uint8_t data4[8] = {};
+  auto operator<=>(const guid&) const = default;
+};
+
+struct property_key {
+  guid format;
+  std::uint32_t id = 0;
+  auto operator<=>(const property_key&) const = default;
+};
+
+/// The value types that the program knows, in the order of VT_EMPTY, VT_UI4, VT_I4, VT_LPWSTR and
+/// VT_VECTOR | VT_LPWSTR. A value of any other type is `other_type`.
+struct other_type {
+  std::uint16_t type = 0;  ///< the VARTYPE
+  auto operator<=>(const other_type&) const = default;
+};
+using property_value =
+    std::variant<std::monostate, std::uint32_t, std::int32_t, std::wstring, std::vector<std::wstring>, other_type>;
+
+/// An open store. Destruction releases it; what was set and not committed is dropped.
+class property_store {
+ public:
+  virtual ~property_store() = default;
+
+  /// A property that isn't there is a success with an empty value. What set() staged is read back. GetValue.
+  virtual hresult_result<property_value> get(const property_key& key) = 0;
+  /// Stages a value. An empty list removes the property at the commit. SetValue.
+  virtual hresult set(const property_key& key, const property_value& value) = 0;
+  /// Writes what was staged. The caller repeats a failed commit until it succeeds, unless the failure is one of
+  /// the two sharing violations, which it counts: a machine reports a failure that won't pass as one of them.
+  /// Commit.
+  virtual hresult commit() = 0;
+};
+
+enum class handler_access : std::uint32_t {
+  read = 0,                     ///< GPS_DEFAULT
+  handler_properties_only = 1,  ///< GPS_HANDLERPROPERTIESONLY: what the file itself holds, without the slow ones
+  read_write = 2,               ///< GPS_READWRITE
+};
+
+enum class storage_access : std::uint32_t {
+  read_write_exclusive = 18,  ///< STGM_READWRITE | STGM_SHARE_EXCLUSIVE
+  read_deny_write = 32,       ///< STGM_READ | STGM_SHARE_DENY_WRITE
+};
+
+/// The property sets of one path (IPropertySetStorage).
+class property_set_storage {
+ public:
+  virtual ~property_set_storage() = default;
+
+  /// The store may outlive the storage. PSCreatePropertyStoreFromPropertySetStorage with the mode 2 (write) or 0.
+  virtual hresult_result<std::unique_ptr<property_store>> create_store(bool for_writing) = 0;
+};
+
+class property_system {
+ public:
+  /// The handler of the file's type. Fails where the type has none, or none that can write.
+  /// SHGetPropertyStoreFromParsingName.
+  virtual hresult_result<std::unique_ptr<property_store>> open_handler_store(const std::wstring& path,
+                                                                             handler_access access) = 0;
+  /// Any file or folder on a file system that can hold property sets. Never follows into a download.
+  /// StgOpenStorageEx with STGFMT_FILE.
+  virtual hresult_result<std::unique_ptr<property_set_storage>> open_property_set_storage(const std::wstring& path,
+                                                                                          storage_access access) = 0;
+
+ protected:
+  ~property_system() = default;
+};
+
+}  // namespace platform

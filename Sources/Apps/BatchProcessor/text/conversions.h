@@ -1,0 +1,23 @@
+// Wide text and UTF-8. Conversions never fail: what can't be read becomes U+FFFD.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace text {
+
+/// Wide text is UTF-16 where wchar_t has 16 bits and a code point each where it has 32.
+[[nodiscard]] std::string utf8_from_wide(std::wstring_view wide);
+[[nodiscard]] std::wstring wide_from_utf8(std::string_view utf8);
+
+/// Appends to what `utf8` holds, for callers that reuse a buffer.
+void append_utf8(std::string& utf8, std::wstring_view wide);
+
+/// The length in UTF-16 units, whatever the width of wchar_t.
+[[nodiscard]] std::size_t utf16_length(std::wstring_view wide);
+
+/// The longest start of `wide` that has at most `units` UTF-16 units and splits no character.
+[[nodiscard]] std::wstring_view utf16_prefix(std::wstring_view wide, std::size_t units);
+
+}  // namespace text

@@ -1,0 +1,31 @@
+// The parts of a path, by the rules of Windows' path library on every machine: both "/" and "\" separate, a drive
+// ("C:"), a share ("\\server\share") or a leading separator is the root. Nothing here asks the disk.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace paths {
+
+[[nodiscard]] constexpr bool is_separator(wchar_t c) { return c == L'\\' || c == L'/'; }
+
+/// Everything behind the last separator (or behind the drive's colon); empty for a path that ends in a separator.
+[[nodiscard]] std::wstring_view file_name(std::wstring_view path);
+/// The path without its file name and the separators in front of that; never cut into the root.
+[[nodiscard]] std::wstring_view parent(std::wstring_view path);
+/// From the last dot of the file name, dot included; empty without one, for "." and "..", and for a name whose
+/// only dot comes first.
+[[nodiscard]] std::wstring_view extension(std::wstring_view path);
+/// The file name without its extension.
+[[nodiscard]] std::wstring_view stem(std::wstring_view path);
+
+/// "C:\", "C:", "\\server\share\", "\" or "/", or nothing for a relative path.
+[[nodiscard]] std::wstring_view root(std::wstring_view path);
+
+/// The separator that a join to this base uses: the last one in it, "\" where it has none.
+[[nodiscard]] wchar_t separator_of(std::wstring_view base);
+
+/// The base, one separator unless it ends in one, and the part. An empty base gives the part.
+[[nodiscard]] std::wstring join(std::wstring_view base, std::wstring_view part);
+
+}  // namespace paths

@@ -1,0 +1,55 @@
+#include "text/paths.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct path_parts {
+  const wchar_t* path;
+  const wchar_t* root;
+  const wchar_t* parent;
+  const wchar_t* file_name;
+  const wchar_t* stem;
+  const wchar_t* extension;
+};
+
+constexpr path_parts examples[] = {
+    {L"", L"", L"", L"", L"", L""},
+    {L"a.jpg", L"", L"", L"a.jpg", L"a", L".jpg"},
+    {LR"(C:\Photos\a.b.jpg)", LR"(C:\)", LR"(C:\Photos)", L"a.b.jpg", L"a.b", L".jpg"},
+    {LR"(C:\a.jpg)", LR"(C:\)", LR"(C:\)", L"a.jpg", L"a", L".jpg"},
+    {LR"(C:\)", LR"(C:\)", LR"(C:\)", L"", L"", L""},
+    {L"C:a.jpg", L"C:", L"C:", L"a.jpg", L"a", L".jpg"},
+    {LR"(\\server\share\a)", LR"(\\server\)", LR"(\\server\share)", L"a", L"a", L""},
+    {LR"(C:\Photos\)", LR"(C:\)", LR"(C:\Photos)", L"", L"", L""},
+    {LR"(C:\Photos\\a)", LR"(C:\)", LR"(C:\Photos)", L"a", L"a", L""},
+    {L"/home/u/a.jpg", L"/", L"/home/u", L"a.jpg", L"a", L".jpg"},
+    {L"/a", L"/", L"/", L"a", L"a", L""},
+    {L".profile", L"", L"", L".profile", L".profile", L""},
+    {L"..", L"", L"", L"..", L"..", L""},
+    {L"a.", L"", L"", L"a.", L"a", L"."},
+    {L"folder.d/a", L"", L"folder.d", L"a", L"a", L""},
+};
+
+TEST(paths, splits_into_the_parts_of_windows_path_library) {
+  for (const path_parts& example : examples) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(example.path)));
+    EXPECT_EQ(paths::root(example.path), example.root);
+    EXPECT_EQ(paths::parent(example.path), example.parent);
+    EXPECT_EQ(paths::file_name(example.path), example.file_name);
+    EXPECT_EQ(paths::stem(example.path), example.stem);
+    EXPECT_EQ(paths::extension(example.path), example.extension);
+  }
+}
+
+TEST(paths, join_keeps_the_style_of_its_base) {
+  EXPECT_EQ(paths::join(L"/home/u", L"a.jpg"), L"/home/u/a.jpg");
+  EXPECT_EQ(paths::join(L"/home/u/", L"a.jpg"), L"/home/u/a.jpg");
+  EXPECT_EQ(paths::join(LR"(C:\Photos)", L"a.jpg"), LR"(C:\Photos\a.jpg)");
+  EXPECT_EQ(paths::join(LR"(C:\)", L"a.jpg"), LR"(C:\a.jpg)");
+  EXPECT_EQ(paths::join(L"C:/Photos", L"a.jpg"), L"C:/Photos/a.jpg");
+  EXPECT_EQ(paths::join(L"folder", L"a.jpg"), LR"(folder\a.jpg)");
+  EXPECT_EQ(paths::join(L"", L"a.jpg"), L"a.jpg");
+}
+
+}  // namespace
