@@ -51,14 +51,14 @@ void plain_text_logger::make_log_directory_and_open(std::wstring_view file_prefi
 
   // The name is made once: a run that crosses midnight stays in the file of its first day.
   const platform::local_time now = local_now();
-  const std::wstring name = text::format(L"{} {:04}-{:02}-{:02}.log",
-                                         first_not_empty(file_prefix, inner_folder, application), now.year, now.month,
-                                         now.day);
+  const std::wstring name =
+      text::format(L"{} {:04}-{:02}-{:02}.log", first_not_empty(file_prefix, inner_folder, application), now.year,
+                   now.month, now.day);
   const std::lock_guard guard(lock_);
   if (stream_) return;
-  auto opened =
-      platform::current().files.open(paths::join(directory, name), {platform::access::append, platform::share::all,
-                                                                    platform::disposition::open_always});
+  auto opened = platform::current().files.open(
+      paths::join(directory, name),
+      {platform::access::append, platform::share::all, platform::disposition::open_always});
   // A log that can't be opened must not keep the program from its work: what is written then is lost.
   if (opened) stream_ = *std::move(opened);
 }

@@ -14,8 +14,8 @@ enum class shell_event : std::uint32_t {
 };
 
 enum class shell_flush : std::uint32_t {
-  path_and_wait = 0x1005,     ///< SHCNF_PATHW | SHCNF_FLUSH: returns when the shell has taken it up
-  path_and_return = 0x3005,   ///< SHCNF_PATHW | SHCNF_FLUSHNOWAIT
+  path_and_wait = 0x1005,    ///< SHCNF_PATHW | SHCNF_FLUSH: returns when the shell has taken it up
+  path_and_return = 0x3005,  ///< SHCNF_PATHW | SHCNF_FLUSHNOWAIT
 };
 
 class shell {

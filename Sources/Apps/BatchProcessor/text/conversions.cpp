@@ -100,7 +100,8 @@ char32_t take_utf8(std::string_view& rest) {
 }  // namespace
 
 void append_utf8(std::string& utf8, std::wstring_view wide) {
-  while (!wide.empty()) append_code_point(utf8, take_wide(wide));
+  while (!wide.empty())
+    append_code_point(utf8, take_wide(wide));
 }
 
 std::string utf8_from_wide(std::wstring_view wide) {
@@ -113,7 +114,8 @@ std::string utf8_from_wide(std::wstring_view wide) {
 std::wstring wide_from_utf8(std::string_view utf8) {
   std::wstring wide;
   wide.reserve(utf8.size());
-  while (!utf8.empty()) append_code_point(wide, take_utf8(utf8));
+  while (!utf8.empty())
+    append_code_point(wide, take_utf8(utf8));
   return wide;
 }
 

@@ -9,12 +9,14 @@ namespace {
 constexpr bool is_drive_letter(wchar_t c) { return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z'); }
 
 std::size_t skip_separators(std::wstring_view path, std::size_t at) {
-  while (at < path.size() && is_separator(path[at])) ++at;
+  while (at < path.size() && is_separator(path[at]))
+    ++at;
   return at;
 }
 
 std::size_t skip_name(std::wstring_view path, std::size_t at) {
-  while (at < path.size() && !is_separator(path[at])) ++at;
+  while (at < path.size() && !is_separator(path[at]))
+    ++at;
   return at;
 }
 
@@ -31,7 +33,8 @@ std::size_t root_length(std::wstring_view path) { return skip_separators(path, r
 std::size_t file_name_start(std::wstring_view path) {
   std::size_t start = path.size();
   const std::size_t lowest = root_length(path);
-  while (start > lowest && !is_separator(path[start - 1])) --start;
+  while (start > lowest && !is_separator(path[start - 1]))
+    --start;
   return start;
 }
 
@@ -48,7 +51,8 @@ std::wstring_view file_name(std::wstring_view path) { return path.substr(file_na
 std::wstring_view parent(std::wstring_view path) {
   std::size_t end = file_name_start(path);
   const std::size_t lowest = root_length(path);
-  while (end > lowest && is_separator(path[end - 1])) --end;
+  while (end > lowest && is_separator(path[end - 1]))
+    --end;
   return path.substr(0, end);
 }
 
