@@ -119,6 +119,30 @@ std::wstring wide_from_utf8(std::string_view utf8) {
   return wide;
 }
 
+std::wstring wide_from_utf16le(std::string_view bytes) {
+  const auto unit_at = [&bytes](std::size_t index) {
+    return static_cast<char32_t>(static_cast<unsigned char>(bytes[index]) | static_cast<unsigned char>(bytes[index + 1])
+                                                                                << 8);
+  };
+  std::wstring wide;
+  wide.reserve(bytes.size() / 2);
+  for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
+    const char32_t first = unit_at(at);
+    if (!is_surrogate(first)) {
+      append_code_point(wide, first);
+      continue;
+    }
+    const char32_t second = is_high_surrogate(first) && at + 3 < bytes.size() ? unit_at(at + 2) : 0;
+    if (is_low_surrogate(second)) {
+      append_code_point(wide, 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00));
+      at += 2;
+    } else {
+      append_code_point(wide, replacement);
+    }
+  }
+  return wide;
+}
+
 std::size_t utf16_length(std::wstring_view wide) {
   const auto needs_two = [](char32_t c) { return c > 0xffff; };
   return wide.size() + static_cast<std::size_t>(std::count_if(wide.begin(), wide.end(), needs_two));

@@ -11,6 +11,9 @@ namespace text {
 [[nodiscard]] std::string utf8_from_wide(std::wstring_view wide);
 [[nodiscard]] std::wstring wide_from_utf8(std::string_view utf8);
 
+/// Little-endian UTF-16 as it stands in files, without a byte order mark; an odd last byte is left out.
+[[nodiscard]] std::wstring wide_from_utf16le(std::string_view bytes);
+
 /// Appends to what `utf8` holds, for callers that reuse a buffer.
 void append_utf8(std::string& utf8, std::wstring_view wide);
 

@@ -20,6 +20,12 @@ constexpr lower_case_range ranges[] = {
 #include "text/lower_case_ranges.inc"
 };
 
+// Orders characters as their UTF-16 units stand: those beyond U+FFFF before U+E000, whatever the width of wchar_t.
+constexpr std::uint32_t utf16_rank(wchar_t unit) {
+  const auto code = static_cast<std::uint32_t>(unit);
+  return code >= 0xe000 && code <= 0xffff ? code + 0x110000 : code;
+}
+
 }  // namespace
 
 wchar_t to_lower(wchar_t unit) {
@@ -43,7 +49,7 @@ int compare_ignoring_case(std::wstring_view a, std::wstring_view b) {
     if (a[i] == b[i]) continue;
     const wchar_t lower_a = to_lower(a[i]);
     const wchar_t lower_b = to_lower(b[i]);
-    if (lower_a != lower_b) return lower_a < lower_b ? -1 : 1;
+    if (lower_a != lower_b) return utf16_rank(lower_a) < utf16_rank(lower_b) ? -1 : 1;
   }
   if (a.size() == b.size()) return 0;
   return a.size() < b.size() ? -1 : 1;
