@@ -1,0 +1,313 @@
+#include "metadata/file_metadata_store.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <new>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+#include "logging/log.h"
+#include "metadata/embedded_metadata.h"
+#include "metadata/folder_mirror.h"
+#include "metadata/property_set_writer.h"
+#include "metadata/rating_scale.h"
+#include "metadata/xmp_packet_patch.h"
+#include "metadata/xmp_sidecar.h"
+#include "platform/machine.h"
+#include "platform/property_keys.h"
+#include "text/conversions.h"
+#include "text/format.h"
+#include "text/letter_case.h"
+#include "text/system_errors.h"
+
+namespace quill_box::metadata {
+
+using platform::hresult;
+using platform::property_key;
+using platform::property_value;
+namespace attribute = platform::attribute;
+
+namespace {
+
+constexpr int set_attempts = 3;
+constexpr int counted_commit_failures = 3;
+constexpr std::chrono::milliseconds wait_between_attempts(50);
+
+// What makes a folder refuse its property set.
+constexpr std::uint32_t refusing_attributes = attribute::read_only | attribute::system;
+
+template <std::size_t size>
+bool is_any_of(hresult code, const std::array<hresult, size>& codes) {
+  return std::find(codes.begin(), codes.end(), code) != codes.end();
+}
+
+// storage_path_not_found isn't among them by design.
+bool means_not_found(hresult code) {
+  return is_any_of(code, std::array{hresult::storage_file_not_found, hresult::file_not_found, hresult::path_not_found});
+}
+
+bool is_final(hresult code) {
+  return succeeded(code) ||
+         is_any_of(code, std::array{hresult::imaging_property_not_supported, hresult::storage_access_denied});
+}
+
+bool is_sharing_violation(hresult code) {
+  return is_any_of(code, std::array{hresult::storage_sharing_violation, hresult::sharing_violation});
+}
+
+// From a store whose file type has no such property: as good as a property that isn't there.
+bool means_no_such_property(hresult code) {
+  return is_any_of(code, std::array{hresult::imaging_property_not_found, hresult::imaging_property_not_supported,
+                                    hresult::not_supported, hresult::not_implemented});
+}
+
+bool is_directory(std::uint32_t attributes) { return (attributes & attribute::directory) != 0; }
+bool is_cloud_placeholder(std::uint32_t attributes) { return (attributes & attribute::cloud_placeholder) != 0; }
+
+std::vector<std::wstring> sorted_ignoring_case(std::span<const std::wstring> tags) {
+  std::vector<std::wstring> sorted(tags.begin(), tags.end());
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const std::wstring& a, const std::wstring& b) { return text::compare_ignoring_case(a, b) < 0; });
+  return sorted;
+}
+
+property_value keywords_value(const std::vector<std::wstring>& tags) {
+  try {
+    return property_value(tags);
+  } catch (const std::bad_alloc&) {
+    throw std::runtime_error("Failed to allocate memory for tags");
+  }
+}
+
+void log_sidecar_fallback(std::wstring_view purpose, const std::wstring& path) {
+  logging::log(logging::level::warning, L"Embedded and NTFS write paths failed for {}, falling back to XMP sidecar: {}",
+               purpose, path);
+}
+
+}  // namespace
+
+bool file_metadata_store::open_for_write(const std::wstring& path) {
+  if (path.empty()) return false;
+  close_if_on_another_path(path);
+  const auto attributes = platform::current().files.attributes(path);
+  if (!attributes || is_cloud_placeholder(*attributes)) return false;
+  if (open_mode_ == open_mode::reading) close();
+  is_folder_ = is_directory(*attributes);
+  if (is_folder_) {
+    const hresult opened = open_property_set_for_write(path, *attributes);
+    if (succeeded(opened)) return true;
+    logging::log(logging::level::warning, L"Folder metadata: {} takes no rating and no tags: {}", path,
+                 text::wide_from_utf8(text::hresult_message(opened)));
+    return false;
+  }
+  auto store = platform::current().properties.open_handler_store(path, platform::handler_access::read_write);
+  if (store) {
+    adopt(*std::move(store), path, open_mode::writing);
+    return true;
+  }
+  if (succeeded(open_property_set_for_write(path, *attributes))) return true;
+  if (means_not_found(store.error())) return false;
+  throw std::runtime_error(
+      text::format("Failed to write new metadata. Error provided by Windows: {} Error code: 0x{:08x}",
+                   text::hresult_message(store.error()), code_of(store.error())));
+}
+
+bool file_metadata_store::open_for_read(const std::wstring& path, read_speed speed) {
+  if (path.empty()) return false;
+  close_if_on_another_path(path);
+  const auto attributes = attributes_for_read(path);
+  if (!attributes) return false;
+  is_folder_ = is_directory(*attributes);
+  if (is_folder_) return open_property_set_for_read(path);
+
+  using platform::handler_access;
+  platform::property_system& properties = platform::current().properties;
+  const bool is_link = (*attributes & attribute::reparse_point) != 0;
+  const bool handler_only = speed == read_speed::fast && !is_link;
+  auto store = properties.open_handler_store(
+      path, handler_only ? handler_access::handler_properties_only : handler_access::read);
+  if (!store && speed == read_speed::fast) store = properties.open_handler_store(path, handler_access::read);
+  if (store) {
+    adopt(*std::move(store), path, open_mode::reading);
+    return true;
+  }
+  if (open_property_set_for_read(path)) return true;
+  if (blocked_by_placeholder_ || means_not_found(last_error_)) return false;
+  throw std::runtime_error(
+      text::format("Failed to open metadata 0x{:08X} {}", code_of(last_error_), text::hresult_message(last_error_)));
+}
+
+bool file_metadata_store::open_property_set_for_read(const std::wstring& path) {
+  close_if_on_another_path(path);
+  if (property_store_) {
+    blocked_by_placeholder_ = false;
+    last_error_ = hresult::ok;
+    return true;
+  }
+  const auto attributes = attributes_for_read(path);
+  if (!attributes) return false;
+  last_error_ = open_property_set(path, *attributes, open_mode::reading);
+  return succeeded(last_error_);
+}
+
+// None, with the reason kept, for a path that must not be opened.
+std::optional<std::uint32_t> file_metadata_store::attributes_for_read(const std::wstring& path) {
+  const auto attributes = platform::current().files.attributes(path);
+  last_error_ = hresult_from(attributes.error());
+  blocked_by_placeholder_ = attributes && is_cloud_placeholder(*attributes);
+  if (!attributes || blocked_by_placeholder_) return std::nullopt;
+  return *attributes;
+}
+
+hresult file_metadata_store::open_property_set_for_write(const std::wstring& path, std::uint32_t attributes) {
+  if (open_mode_ == open_mode::writing) return hresult::ok;
+  if (is_directory(attributes)) unprotect_folder(path, attributes);
+  const hresult opened = open_property_set(path, attributes, open_mode::writing);
+  if (!succeeded(opened)) protect_folder_again(path);
+  return opened;
+}
+
+hresult file_metadata_store::open_property_set(const std::wstring& path, std::uint32_t attributes, open_mode mode) {
+  const bool for_writing = mode == open_mode::writing;
+  const auto storage = platform::current().properties.open_property_set_storage(
+      path, for_writing ? platform::storage_access::read_write_exclusive : platform::storage_access::read_deny_write);
+  if (!storage) return storage.error();
+  auto store = (*storage)->create_store(for_writing);
+  if (!store) return store.error();
+  adopt(*std::move(store), path, mode);
+  is_folder_ = is_directory(attributes);
+  return hresult::ok;
+}
+
+void file_metadata_store::adopt(std::unique_ptr<platform::property_store> store, const std::wstring& path,
+                                open_mode mode) {
+  property_store_ = std::move(store);
+  open_mode_ = mode;
+  path_ = path;
+}
+
+void file_metadata_store::close_if_on_another_path(const std::wstring& path) {
+  if (property_store_ && path_ != path) close();
+}
+
+void file_metadata_store::close() {
+  property_store_.reset();
+  protect_folder_again(path_);
+  path_.clear();
+  open_mode_ = open_mode::closed;
+  is_folder_ = false;
+}
+
+void file_metadata_store::unprotect_folder(const std::wstring& path, std::uint32_t attributes) {
+  if ((attributes & refusing_attributes) == 0) return;
+  // Where this fails, so will the open that follows.
+  if (!succeeded(platform::current().files.set_attributes(path, attributes & ~refusing_attributes))) return;
+  saved_folder_attributes_ = attributes;
+}
+
+void file_metadata_store::protect_folder_again(const std::wstring& path) {
+  if (saved_folder_attributes_ == 0) return;
+  const auto restored = platform::current().files.set_attributes(path, std::exchange(saved_folder_attributes_, 0));
+  if (succeeded(restored)) return;
+  logging::log(logging::level::warning, L"Folder metadata: {} could not be given its attributes back: {}", path,
+               text::system_error_text(restored));
+}
+
+void file_metadata_store::commit() {
+  if (!property_store_) return;
+  // Only sharing violations are counted: any other failure is tried again at once, without a bound and on purpose.
+  hresult committed = hresult::fail;
+  for (int counted = 0; !succeeded(committed) && counted < counted_commit_failures;) {
+    committed = property_store_->commit();
+    if (!is_sharing_violation(committed)) continue;
+    ++counted;
+    platform::current().clock.sleep(wait_between_attempts);
+  }
+  if (!succeeded(committed)) {
+    throw std::runtime_error(text::format("Failed to commit changes to metadata. Error: 0x{:08X}", code_of(committed)));
+  }
+  if (!is_folder_) return;
+  const std::vector<std::wstring> tags = read_keywords().value_or(std::vector<std::wstring>());
+  bool has_rating = false;
+  mirror_folder_metadata(path_, tags, get_rating(has_rating));
+}
+
+hresult file_metadata_store::set_value_with_retry(const property_key& key, const property_value& value) {
+  hresult set = hresult::fail;
+  for (int attempt = 0; property_store_ && attempt < set_attempts; ++attempt) {
+    set = property_store_->set(key, value);
+    if (is_final(set)) break;
+    platform::current().clock.sleep(wait_between_attempts);
+  }
+  return set;
+}
+
+// The file must be free for a route beside it. Closing forgets the path, so `path` is a copy.
+bool file_metadata_store::write_beside(const std::wstring& path, const property_key& key, const property_value& value) {
+  if (open_mode_ == open_mode::writing) close();
+  return write_property_to_ntfs_set(path, key, value);
+}
+
+void file_metadata_store::set_rating(int stars) {
+  const property_value percent = percent_from_stars(stars);
+  if (succeeded(set_value_with_retry(platform::rating_key, percent))) return;
+  // All other routes but the property set hold the star number.
+  const int shown_stars = stars < 0 || stars > most_stars ? rating_off_the_scale : stars;
+  const std::wstring path = path_;
+  if (write_embedded_rating(path, shown_stars) || patch_rating_in_file(path, shown_stars)) return;
+  if (write_beside(path, platform::rating_key, percent)) return;
+  log_sidecar_fallback(L"rating", path);
+  if (!write_rating_sidecar(path, shown_stars)) throw std::runtime_error("Failed to set rating");
+}
+
+void file_metadata_store::set_tags(std::span<const std::wstring> tags) {
+  const std::vector<std::wstring> sorted = sorted_ignoring_case(tags);
+  store_keywords(keywords_value(sorted), sorted, L"keywords", "Failed to set tags");
+}
+
+void file_metadata_store::remove_all_tags() {
+  store_keywords(std::vector<std::wstring>(), {}, L"removing keywords", "Failed to remove all tags");
+}
+
+void file_metadata_store::store_keywords(const property_value& value, std::span<const std::wstring> tags,
+                                         std::wstring_view purpose, const char* failure) {
+  if (succeeded(set_value_with_retry(platform::keywords_key, value))) return;
+  const std::wstring path = path_;
+  if (write_embedded_keywords(path, tags) || write_beside(path, platform::keywords_key, value)) return;
+  log_sidecar_fallback(purpose, path);
+  if (!write_keywords_sidecar(path, tags)) throw std::runtime_error(failure);
+}
+
+int file_metadata_store::get_rating(bool& has_value) const {
+  has_value = false;
+  if (!property_store_) return 0;
+  const auto value = property_store_->get(platform::rating_key);
+  if (!value) throw std::runtime_error("Failed to get rating");
+  const auto* plain = std::get_if<std::uint32_t>(&*value);
+  const auto* with_sign = std::get_if<std::int32_t>(&*value);
+  has_value = plain != nullptr || with_sign != nullptr;
+  if (!has_value) return 0;
+  // A negative number is as far off the scale as the large one that it becomes.
+  return stars_from_percent(plain != nullptr ? *plain : static_cast<std::uint32_t>(*with_sign));
+}
+
+std::vector<std::wstring> file_metadata_store::get_tags() const {
+  if (!property_store_) return {};
+  if (auto tags = read_keywords()) return *std::move(tags);
+  return is_folder_ ? read_own_folder_tags(path_) : std::vector<std::wstring>();
+}
+
+// None where there is no list. A read that fails must not pass for an empty list: what is stored next would drop the
+// tags that are there.
+std::optional<std::vector<std::wstring>> file_metadata_store::read_keywords() const {
+  auto value = property_store_->get(platform::keywords_key);
+  if (!value && means_no_such_property(value.error())) return std::nullopt;
+  if (!value) throw std::runtime_error("Failed to get tags");
+  auto* list = std::get_if<std::vector<std::wstring>>(&*value);
+  if (list == nullptr) return std::nullopt;
+  return std::move(*list);
+}
+
+}  // namespace quill_box::metadata

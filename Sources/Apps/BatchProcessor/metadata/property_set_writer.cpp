@@ -1,0 +1,16 @@
+#include "metadata/property_set_writer.h"
+
+#include "platform/machine.h"
+
+namespace quill_box::metadata {
+
+bool write_property_to_ntfs_set(const std::wstring& path, const platform::property_key& key,
+                                const platform::property_value& value) {
+  const auto storage =
+      platform::current().properties.open_property_set_storage(path, platform::storage_access::read_write_exclusive);
+  if (!storage) return false;
+  const auto store = (*storage)->create_store(true);
+  return store && succeeded((*store)->set(key, value)) && succeeded((*store)->commit());
+}
+
+}  // namespace quill_box::metadata
