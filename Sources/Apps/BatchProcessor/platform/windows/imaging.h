@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/imaging.h"
+
+namespace platform::windows {
+
+class imaging final : public platform::imaging {
+ public:
+  hresult_result<std::unique_ptr<image_decoder>> open(const std::wstring& path) override;
+};
+
+}  // namespace platform::windows

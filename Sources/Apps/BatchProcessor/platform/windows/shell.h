@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/shell.h"
+
+namespace platform::windows {
+
+class shell final : public platform::shell {
+ public:
+  void notify(shell_event event, shell_flush flush, const std::wstring& path) override;
+  hresult renew_thumbnail(const std::wstring& path, std::uint32_t size) override;
+};
+
+}  // namespace platform::windows
