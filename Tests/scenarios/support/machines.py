@@ -1,0 +1,100 @@
+"""The machines that the whole executable is tested on: how it is started there, how it names paths, where it keeps data.
+
+A run gets local application data of its own, so that no test sees another one's log or settings.
+"""
+import dataclasses
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+FAMILY = pathlib.Path("Larkspur Forge LLC", "Tessel Works Kit")
+SECONDS_FOR_ONE_RUN = 120
+
+
+@dataclasses.dataclass
+class outcome:
+    """What a run left: exit code, and what it wrote on its two streams."""
+    exit_code: int
+    standard_output: str
+    standard_error: str
+
+
+class machine:
+    """What both machines share. `data` is the local application data folder of the program."""
+
+    def __init__(self, executable):
+        self.executable = pathlib.Path(executable).resolve()
+        self.data = None
+
+    @property
+    def logs(self):
+        return self.data / FAMILY / "Quill Box" / "Processor" / "Logs"
+
+    @property
+    def settings(self):
+        return self.data / FAMILY / "High Level Settings" / "Settings.json"
+
+    @property
+    def default_settings(self):
+        return self.executable.parent / "Content" / "Configurations" / "Settings.json"
+
+    def run(self, *arguments, seconds=SECONDS_FOR_ONE_RUN, **changes):
+        """Runs the program without a terminal and waits for it, and for every process that holds its streams."""
+        ran = subprocess.run(self.command(*arguments), env=self.environment(**changes), stdin=subprocess.DEVNULL,
+                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=seconds)
+        return outcome(ran.returncode, self.text(ran.stdout), self.text(ran.stderr))
+
+    @staticmethod
+    def text(data):
+        return data.decode("utf-8", "replace").replace("\r\n", "\n")
+
+
+class host_machine(machine):
+    """This machine."""
+    name = "host"
+
+    def prepare(self, folder):
+        """Gives the next runs local application data of their own, below `folder`."""
+        self.data = folder / "data"
+        self.data.mkdir()
+
+    def command(self, *arguments):
+        return [str(self.executable), *map(str, arguments)]
+
+    def environment(self, **changes):
+        kept = {name: os.environ[name] for name in ("PATH", "TERM", "ASAN_OPTIONS", "UBSAN_OPTIONS")
+                if name in os.environ}
+        return {**kept, "LANG": "C.UTF-8", "HOME": str(self.data), "XDG_DATA_HOME": str(self.data), **changes}
+
+    def path(self, path):
+        """The program's name of a file of this machine."""
+        return str(path)
+
+
+class windows_machine(machine):
+    """Windows, as Wine has it: drive Z: is the root of this machine. All runs share one Wine prefix, which
+    scripts/wine_run makes; its local application data is emptied before each test."""
+    name = "windows"
+
+    def prepare(self, folder):
+        prefix = pathlib.Path(os.environ.get("WINEPREFIX", ROOT / "build" / "wine-prefix"))
+        users = [user for user in (prefix / "drive_c" / "users").glob("*") if user.name != "Public"]
+        if not users:
+            subprocess.run([*self.command(), "cmd.exe", "/c", "ver"], stdout=subprocess.DEVNULL, check=False)
+            users = [user for user in (prefix / "drive_c" / "users").glob("*") if user.name != "Public"]
+        if not users:
+            sys.exit(f"scripts/wine_run has made no Wine prefix at {prefix}")
+        self.data = users[0] / "AppData" / "Local"
+        shutil.rmtree(self.data / FAMILY.parts[0], ignore_errors=True)
+
+    def command(self, *arguments):
+        return [str(ROOT / "scripts" / "wine_run"), str(self.executable), *map(str, arguments)]
+
+    def environment(self, **changes):
+        return {**os.environ, "LANG": "C.UTF-8", **changes}
+
+    def path(self, path):
+        return "Z:" + str(path).replace("/", "\\")
