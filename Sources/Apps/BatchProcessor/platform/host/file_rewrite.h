@@ -1,8 +1,11 @@
 // Changing a file so that it is whole at every instant: all of its old bytes or all of its new ones.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,7 +20,7 @@ struct splice {
   std::string bytes;
 };
 
-/// Ascending by offset, none reaching into the next.
+/// Ascending by offset, none reaching into the next, all within the file.
 using edit_plan = std::vector<splice>;
 
 /// A change that is worked out and has its disk space, but has touched nothing yet.
@@ -26,14 +29,29 @@ class file_rewrite {
   virtual ~file_rewrite() = default;
 
   /// Makes the change. Whether it fails or the process is killed, the file keeps its old content or has its new one.
+  /// sharing_violation when someone changed the file since it was prepared. To be called once.
   virtual win32_error commit() = 0;
 };
 
-/// Prepares a change of the file that `descriptor` has open for reading and writing; `path` names it. A plan that
-/// keeps the size is written in place, only the bytes that differ. Any other gets a new file that takes the name, with
-/// mode, owner and extended attributes kept; a file with
-/// several names is rewritten behind all of them. disk_full where the space can't be had.
-[[nodiscard]] win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, const std::string& path,
-                                                                          edit_plan plan);
+/// Tells one content of a file from the next.
+struct file_stamp {
+  dev_t device = 0;
+  ino_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified_seconds = 0;
+  std::int64_t modified_nanoseconds = 0;
+  bool operator==(const file_stamp&) const = default;
+};
+[[nodiscard]] win32_result<file_stamp> stamp_of(int descriptor);
+
+/// Prepares a change of the file that `descriptor` has open for reading and writing and that stays open until the
+/// commit; `path` names it. A plan that keeps the size is written in place, only the bytes that differ. Any other gets
+/// a new file that takes the name, with mode, owner and extended attributes kept; a file with several names is
+/// rewritten behind all of them. disk_full where the space can't be had, invalid_parameter for a plan out of order or
+/// beyond the end. `read_from` is the stamp of the content that the plan was made from, when it was made earlier:
+/// sharing_violation if the file has moved on, or the path names another file.
+/// Call finish_interrupted_rewrite (staged_file.h) before reading a file that will be changed.
+[[nodiscard]] win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(
+    int descriptor, const std::string& path, edit_plan plan, const std::optional<file_stamp>& read_from = {});
 
 }  // namespace platform::host
