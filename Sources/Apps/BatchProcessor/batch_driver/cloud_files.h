@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace quill_box::batch_processor {
+
+/// Brings a cloud placeholder onto the disk by reading its first byte. Anything else passes untouched, also what
+/// isn't there. Raises "Failed to download the file.".
+void fetch_cloud_file(const std::wstring& item);
+
+}  // namespace quill_box::batch_processor
