@@ -1,6 +1,7 @@
 // A new content for a path in the making, beside the file that it will replace.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -21,8 +22,7 @@ class staged_file {
   /// in a folder where no file can be made.
   [[nodiscard]] static win32_result<staged_file> create(const std::string& path);
 
-  staged_file(staged_file&&) noexcept = default;
-  staged_file& operator=(staged_file&&) noexcept;
+  staged_file(staged_file&& other) noexcept;
   ~staged_file();
 
   /// Open for reading and writing, at first empty and at its start.
@@ -49,11 +49,15 @@ class staged_file {
     ino_t inode = 0;
   };
 
-  staged_file(std::string path, const original& replaced);
+  staged_file(std::string path, std::string staging_path, const original& replaced);
 
   win32_error open_file();
+  win32_error open_named(mode_t mode);
+  win32_error sync();
   win32_error publish_new();
-  win32_error replace();
+  win32_error replace(const struct stat& old);
+  win32_error link_staging();
+  win32_error rewrite_behind_names();
 
   std::string path_;  // symbolic links in the last part resolved
   original original_;

@@ -1,0 +1,135 @@
+#include "platform/host/file_rewrite.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "platform/host/errno_codes.h"
+#include "platform/host/file_bytes.h"
+#include "platform/host/in_place_change.h"
+#include "platform/host/staged_file.h"
+#include "platform/host/write_guard.h"
+
+namespace platform::host {
+
+namespace {
+
+// Whether the file is as it was, and still the one that the path names.
+bool is_unchanged(int file, const std::string& path, const file_stamp& before) {
+  struct stat named {};
+  const win32_result<file_stamp> now = stamp_of(file);
+  return now && *now == before && ::stat(path.c_str(), &named) == 0 && named.st_ino == before.inode &&
+         named.st_dev == before.device;
+}
+
+bool is_well_formed(const edit_plan& plan, std::uint64_t size) {
+  std::uint64_t end = 0;
+  for (const splice& part : plan) {
+    if (part.offset < end || part.offset > size || part.erase > size - part.offset) return false;
+    end = part.offset + part.erase;
+  }
+  return true;
+}
+
+bool keeps_size(const edit_plan& plan) {
+  return std::ranges::all_of(plan, [](const splice& part) { return part.erase == part.bytes.size(); });
+}
+
+// The content after the plan. 0 or an errno.
+int write_result(int from, std::uint64_t size, const edit_plan& plan, int to) {
+  std::uint64_t read = 0;
+  std::uint64_t written = 0;
+  const auto keep_until = [&](std::uint64_t end) {
+    const std::uint64_t kept = end - read;
+    const int failure = copy_bytes(from, read, to, written, kept);
+    read = end;
+    written += kept;
+    return failure;
+  };
+  for (const splice& part : plan) {
+    if (const int failure = keep_until(part.offset); failure != 0) return failure;
+    if (const int failure = write_at(to, written, part.bytes); failure != 0) return failure;
+    read += part.erase;
+    written += part.bytes.size();
+  }
+  return keep_until(size);
+}
+
+class in_place_rewrite final : public file_rewrite {
+ public:
+  in_place_rewrite(int file, std::string path, const file_stamp& before, std::unique_ptr<in_place_change> change)
+      : file_(file), path_(std::move(path)), before_(before), change_(std::move(change)) {}
+
+  win32_error commit() override {
+    if (!is_unchanged(file_, path_, before_)) return win32_error::sharing_violation;
+    return write_guard::instance().write(file_, change_->runs());
+  }
+
+ private:
+  int file_;
+  std::string path_;
+  file_stamp before_;
+  std::unique_ptr<in_place_change> change_;
+};
+
+class staged_rewrite final : public file_rewrite {
+ public:
+  staged_rewrite(int file, std::string path, const file_stamp& before, staged_file staged)
+      : file_(file), path_(std::move(path)), before_(before), staged_(std::move(staged)) {}
+
+  win32_error commit() override {
+    if (!is_unchanged(file_, path_, before_)) return win32_error::sharing_violation;
+    return staged_.commit();
+  }
+
+ private:
+  int file_;
+  std::string path_;
+  file_stamp before_;
+  staged_file staged_;
+};
+
+// The new content is written here and now: that takes its space for certain, and leaves only the name to the commit.
+// Taking the space ahead by itself would cost a sync (staged_file::reserve).
+win32_result<std::unique_ptr<file_rewrite>> prepare_staged(int file, const std::string& path, const file_stamp& before,
+                                                           const edit_plan& plan) {
+  win32_result<staged_file> staged = staged_file::create(path);
+  if (!staged) return staged.error();
+  // The creation may have finished an interrupted rewrite, which the plan knows nothing of.
+  if (!is_unchanged(file, path, before)) return win32_error::sharing_violation;
+  const int failure = write_result(file, before.size, plan, staged->descriptor());
+  if (failure != 0) return error_from_errno(failure, data_direction::writing);
+  return std::unique_ptr<file_rewrite>(std::make_unique<staged_rewrite>(file, path, before, *std::move(staged)));
+}
+
+}  // namespace
+
+win32_result<file_stamp> stamp_of(int descriptor) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return error_from_errno(errno);
+  return file_stamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec,
+                    status.st_mtim.tv_nsec};
+}
+
+win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, const std::string& path, edit_plan plan,
+                                                            const std::optional<file_stamp>& read_from) {
+  const win32_result<file_stamp> now = stamp_of(descriptor);
+  if (!now) return now.error();
+  const file_stamp before = read_from.value_or(*now);
+  if (!is_well_formed(plan, before.size)) return win32_error::invalid_parameter;
+  if (!keeps_size(plan)) return prepare_staged(descriptor, path, before, plan);
+
+  if (const win32_error finished = finish_interrupted_rewrite(path); !succeeded(finished)) return finished;
+  if (!is_unchanged(descriptor, path, before)) return win32_error::sharing_violation;
+  auto change = std::make_unique<in_place_change>();
+  if (const int failure = change->work_out(descriptor, plan); failure != 0) {
+    return error_from_errno(failure, data_direction::reading);
+  }
+  // Too much for the guard to hold.
+  if (!write_guard::fits(change->runs())) return prepare_staged(descriptor, path, before, plan);
+  return std::unique_ptr<file_rewrite>(std::make_unique<in_place_rewrite>(descriptor, path, before, std::move(change)));
+}
+
+}  // namespace platform::host

@@ -1,0 +1,36 @@
+// The writes that the write guard makes. They run in a process that was forked off a thread other than the main one:
+// nothing here allocates, locks or throws, all memory is given.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace platform::host {
+
+/// Bytes that change in place; both views have the same size.
+struct byte_run {
+  std::uint64_t offset = 0;
+  std::string_view old_bytes;
+  std::string_view new_bytes;
+};
+
+/// Writes the new bytes of all runs. When one fails, puts the old bytes back. 0, or the errno of the failure.
+[[nodiscard]] int write_runs(int file, std::span<const byte_run> runs) noexcept;
+
+/// A rewrite of a file behind its names from a journal, which holds the new content and behind it the old one.
+struct journaled_rewrite {
+  int file = -1;
+  int journal = -1;
+  int folder = -1;  ///< holds the journal under `journal_name`
+  const char* journal_name = nullptr;
+  std::uint64_t new_size = 0;
+  std::uint64_t old_size = 0;
+};
+
+/// Copies the new content over the file, syncs it and removes the journal. When that fails, puts the old content back;
+/// only if that fails too does the journal stay. 0, or the errno of the failure.
+[[nodiscard]] int rewrite_from_journal(const journaled_rewrite& rewrite, std::span<char> buffer) noexcept;
+
+}  // namespace platform::host

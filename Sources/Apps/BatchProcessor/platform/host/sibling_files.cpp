@@ -1,0 +1,97 @@
+#include "platform/host/sibling_files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/host/errno_codes.h"
+#include "text/format.h"
+
+namespace platform::host {
+
+namespace {
+
+constexpr int most_links = 40;  // as many as the kernel follows
+
+// FNV-1a
+std::uint64_t hash_of(std::string_view text) {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char c : text)
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+  return hash;
+}
+
+std::string_view folder_prefix(std::string_view path) { return path.substr(0, path.rfind('/') + 1); }
+
+std::string sibling(std::string_view path, std::string_view kind, std::uint64_t number) {
+  return text::format("{}.qb_{}_{:016x}", folder_prefix(path), kind, number);
+}
+
+}  // namespace
+
+win32_result<resolved_path> resolve_links(const std::string& path) {
+  resolved_path resolved{path, {}};
+  for (int links = 0; links <= most_links; ++links) {
+    struct stat status {};
+    if (::lstat(resolved.path.c_str(), &status) != 0) {
+      if (errno != ENOENT) return error_from_errno(errno);
+      return resolved;
+    }
+    if (!S_ISLNK(status.st_mode)) {
+      resolved.status = status;
+      return resolved;
+    }
+    std::array<char, PATH_MAX> target{};
+    const ssize_t size = ::readlink(resolved.path.c_str(), target.data(), target.size());
+    if (size < 0) return error_from_errno(errno);
+    const std::string_view text(target.data(), static_cast<std::size_t>(size));
+    const std::string folder = text.starts_with('/') ? std::string() : std::string(folder_prefix(resolved.path));
+    resolved.path = folder + std::string(text);
+  }
+  return error_from_errno(ELOOP);
+}
+
+std::string staging_path(const resolved_path& file) {
+  // By inode where there is one, so that all names of a file lead to the same leftover.
+  const std::string_view name = std::string_view(file.path).substr(folder_prefix(file.path).size());
+  return sibling(file.path, "rewrite", file.status ? file.status->st_ino : hash_of(name));
+}
+
+std::string journal_path(const std::string& path, ino_t inode) { return sibling(path, "restore", inode); }
+
+bool names_open_file(const std::string& path, int descriptor) {
+  struct stat named {};
+  struct stat open {};
+  return ::lstat(path.c_str(), &named) == 0 && ::fstat(descriptor, &open) == 0 && named.st_ino == open.st_ino &&
+         named.st_dev == open.st_dev;
+}
+
+win32_error remove_stale_staging(const std::string& path) {
+  // For writing, since locks on network file systems ask for that.
+  const unique_descriptor leftover(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!leftover && errno == ENOENT) return win32_error::success;
+  if (leftover) {
+    if (::flock(leftover.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return win32_error::sharing_violation;
+    // Its process has just given it its name.
+    if (!names_open_file(path, leftover.get())) return win32_error::success;
+  }
+  // What can't be opened is no work in progress of this user: a link, or a file with someone else's owner.
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) return error_from_errno(errno);
+  return win32_error::success;
+}
+
+int link_open_file(int descriptor, const std::string& path) {
+  if (::linkat(descriptor, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0) return 0;
+  // Older kernels let only the superuser link a descriptor itself, anyone by way of /proc.
+  if (errno != ENOENT && errno != EPERM) return errno;
+  const std::string self = text::format("/proc/self/fd/{}", descriptor);
+  return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+}
+
+}  // namespace platform::host

@@ -1,0 +1,204 @@
+#include "platform/host/staged_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include "platform/host/attributes_copy.h"
+#include "platform/host/errno_codes.h"
+#include "platform/host/path_bytes.h"
+#include "platform/host/rewrite_journal.h"
+#include "platform/host/sibling_files.h"
+
+namespace platform::host {
+
+namespace {
+
+constexpr mode_t private_mode = 0600;
+constexpr mode_t new_file_mode = 0666;  // less the process' mask
+constexpr mode_t permission_bits = 07777;
+
+// The file systems that write a file's data before a rename that puts it over another one, or lose both together.
+constexpr std::array<long, 4> ordered_file_systems = {
+    0xef53,      // ext4
+    0x9123683e,  // btrfs
+    0x01021994,  // tmpfs
+    0x794c7630,  // overlay, of one of the above as a rule
+};
+
+bool orders_data_before_rename(int file) {
+  struct statfs facts {};
+  return ::fstatfs(file, &facts) == 0 &&
+         std::ranges::find(ordered_file_systems, facts.f_type) != ordered_file_systems.end();
+}
+
+bool has_no_unnamed_files(int error) { return error == EOPNOTSUPP || error == EISDIR || error == EINVAL; }
+
+win32_error finish_interrupted(const resolved_path& file) {
+  if (!file.status || !S_ISREG(file.status->st_mode)) return win32_error::success;
+  const win32_error finished = finish_from_journal(file.path, file.status->st_ino);
+  if (!succeeded(finished)) return finished;
+  return remove_stale_staging(staging_path(file));
+}
+
+// The owner can be kept by the superuser, and where it is this user; the group also where this user is a member.
+bool keep_owner(int file, const struct stat& old) {
+  struct stat status {};
+  if (::fstat(file, &status) != 0) return false;
+  if (status.st_uid == old.st_uid && status.st_gid == old.st_gid) return true;
+  return ::fchown(file, old.st_uid, old.st_gid) == 0;
+}
+
+}  // namespace
+
+win32_result<staged_file> staged_file::create(const std::string& path) {
+  win32_result<resolved_path> resolved = resolve_links(path);
+  if (!resolved) return resolved.error();
+  if (const win32_error finished = finish_interrupted(*resolved); !succeeded(finished)) return finished;
+  original replaced;
+  if (resolved->status) {
+    if (!S_ISREG(resolved->status->st_mode)) return win32_error::access_denied;
+    if (::faccessat(AT_FDCWD, resolved->path.c_str(), W_OK, AT_EACCESS) != 0) return error_from_errno(errno);
+    replaced = {true, resolved->status->st_dev, resolved->status->st_ino};
+  }
+  staged_file staged(resolved->path, staging_path(*resolved), replaced);
+  if (const win32_error opened = staged.open_file(); !succeeded(opened)) return opened;
+  return staged;
+}
+
+staged_file::staged_file(std::string path, std::string staging_path, const original& replaced)
+    : path_(std::move(path)), original_(replaced), staging_path_(std::move(staging_path)) {}
+
+staged_file::staged_file(staged_file&& other) noexcept
+    : path_(std::move(other.path_)),
+      original_(other.original_),
+      staging_path_(std::move(other.staging_path_)),
+      file_(std::move(other.file_)),
+      named_(std::exchange(other.named_, false)),
+      reserved_(other.reserved_) {}
+
+staged_file::~staged_file() {
+  // One that stays is removed by the next to stage the same file.
+  if (named_) static_cast<void>(::unlink(staging_path_.c_str()));
+}
+
+win32_error staged_file::open_file() {
+  const mode_t mode = original_.exists ? private_mode : new_file_mode;
+  file_ = unique_descriptor(::open(parent_of(path_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
+  if (file_) return win32_error::success;
+  if (has_no_unnamed_files(errno)) return open_named(mode);
+  // A write-protected file system is told from a folder that may not be written by its own code.
+  return error_from_errno(errno, path_.c_str());
+}
+
+win32_error staged_file::open_named(mode_t mode) {
+  for (;;) {
+    file_ = unique_descriptor(::open(staging_path_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode));
+    if (!file_ && errno != EEXIST) return error_from_errno(errno, path_.c_str());
+    if (file_) {
+      // Where there are no locks, two processes are not kept apart, as for every other file there.
+      static_cast<void>(::flock(file_.get(), LOCK_EX));
+      named_ = names_open_file(staging_path_, file_.get());
+      // Otherwise another process took it for a leftover in the moment before it was locked.
+      if (named_) return win32_error::success;
+      continue;
+    }
+    if (const win32_error removed = remove_stale_staging(staging_path_); !succeeded(removed)) return removed;
+  }
+}
+
+win32_error staged_file::reserve(std::uint64_t size) {
+  if (::fallocate(file_.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) {
+    reserved_ = true;
+    return win32_error::success;
+  }
+  if (errno == EOPNOTSUPP || errno == ENOSYS) return win32_error::success;
+  return error_from_errno(errno);
+}
+
+win32_error staged_file::commit() {
+  struct stat now {};
+  const bool exists = ::lstat(path_.c_str(), &now) == 0;
+  if (!exists && errno != ENOENT) return error_from_errno(errno);
+  if (!original_.exists) return exists ? win32_error::file_exists : publish_new();
+  if (!exists || now.st_ino != original_.inode || now.st_dev != original_.device) return win32_error::sharing_violation;
+  if (now.st_nlink > 1 || !keep_owner(file_.get(), now)) return rewrite_behind_names();
+  return replace(now);
+}
+
+win32_error staged_file::sync() {
+  // Room taken ahead is not written with the order that those file systems keep for fresh data.
+  if (!reserved_ && orders_data_before_rename(file_.get())) return win32_error::success;
+  return ::fdatasync(file_.get()) == 0 ? win32_error::success : error_from_errno(errno);
+}
+
+win32_error staged_file::publish_new() {
+  // A new name has no old content that the order of data and rename could keep: there is nothing to lose.
+  int failure = 0;
+  if (!named_) {
+    failure = link_open_file(file_.get(), path_);
+  } else if (::link(staging_path_.c_str(), path_.c_str()) == 0) {
+    // The destructor takes the other name away.
+    return win32_error::success;
+  } else if (errno == EPERM || errno == EOPNOTSUPP) {
+    // No hard links here. Another process that makes the same file in this moment is replaced.
+    failure = ::rename(staging_path_.c_str(), path_.c_str()) == 0 ? 0 : errno;
+    named_ = failure != 0;
+  } else {
+    failure = errno;
+  }
+  return error_from_errno(failure);
+}
+
+win32_error staged_file::replace(const struct stat& old) {
+  if (::fchmod(file_.get(), old.st_mode & permission_bits) != 0) return error_from_errno(errno);
+  if (const int failure = copy_attributes(path_, file_.get()); failure != 0) return error_from_errno(failure);
+  if (const win32_error synced = sync(); !succeeded(synced)) return synced;
+  if (!named_) {
+    if (const win32_error linked = link_staging(); !succeeded(linked)) return linked;
+  }
+  if (::rename(staging_path_.c_str(), path_.c_str()) != 0) return error_from_errno(errno);
+  named_ = false;
+  return win32_error::success;
+}
+
+win32_error staged_file::link_staging() {
+  // So that others can tell the name from a leftover; see open_named for the failure.
+  static_cast<void>(::flock(file_.get(), LOCK_EX | LOCK_NB));
+  int failure = link_open_file(file_.get(), staging_path_);
+  if (failure == EEXIST) {
+    if (const win32_error removed = remove_stale_staging(staging_path_); !succeeded(removed)) return removed;
+    failure = link_open_file(file_.get(), staging_path_);
+  }
+  // Still taken: by another process, just now.
+  if (failure == EEXIST) return win32_error::sharing_violation;
+  named_ = failure == 0;
+  return error_from_errno(failure);
+}
+
+win32_error staged_file::rewrite_behind_names() {
+  const unique_descriptor file(::open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file) return error_from_errno(errno);
+  if (!names_open_file(path_, file.get())) return win32_error::sharing_violation;
+  const std::string staging_name = named_ ? staging_path_ : std::string();
+  const win32_error done = rewrite_through_journal({file.get(), file_.get(), path_, original_.inode, staging_name});
+  // The journal has the name of its own now, if it got that far.
+  named_ = named_ && names_open_file(staging_path_, file_.get());
+  return done;
+}
+
+win32_error finish_interrupted_rewrite(const std::string& path) {
+  const win32_result<resolved_path> resolved = resolve_links(path);
+  // Whoever opens the path next meets the same failure.
+  return resolved ? finish_interrupted(*resolved) : resolved.error();
+}
+
+}  // namespace platform::host

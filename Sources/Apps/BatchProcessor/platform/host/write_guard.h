@@ -1,0 +1,66 @@
+// Makes changes in place that a kill of this process can't cut in two.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <span>
+
+#include "platform/host/guarded_writes.h"
+#include "platform/host/unique_descriptor.h"
+#include "platform/result.h"
+
+namespace platform::host {
+
+/// The kernel writes within one page of a file as a whole, whatever kills the writer; between two pages it looks for a
+/// pending kill. So a change of several pages is handed to a helper process, forked at first need, in a session of its
+/// own, which makes it even if this process is killed meanwhile. The helper keeps standard error open: who waits for
+/// the end of this process' standard error also waits for the write in flight. Should the helper itself be killed,
+/// this process makes the change again. Any thread; one change at a time.
+class write_guard {
+ public:
+  /// The one of this process.
+  static write_guard& instance();
+
+  write_guard() = default;
+  write_guard(const write_guard&) = delete;
+  write_guard& operator=(const write_guard&) = delete;
+  /// Waits for the helper's end.
+  ~write_guard();
+
+  /// Limits of one change: runs, and the sum of their bytes.
+  static constexpr std::size_t most_runs = 1024;
+  static constexpr std::size_t most_bytes = 512 * 1024;
+
+  /// Whether one change may consist of these runs.
+  [[nodiscard]] static bool fits(std::span<const byte_run> runs);
+  [[nodiscard]] static bool within_one_page(std::uint64_t offset, std::uint64_t size);
+
+  /// Writes all runs or none. Runs in ascending order, at least one byte each; invalid_parameter when they don't fit,
+  /// not_enough_memory where the helper can't be started. The file keeps its old bytes on every failure.
+  win32_error write(int file, std::span<const byte_run> runs);
+
+  /// As rewrite_from_journal.
+  win32_error rewrite(const journaled_rewrite& rewrite);
+
+  /// The helper, 0 when there is none now.
+  [[nodiscard]] pid_t helper() const { return helper_; }
+
+ private:
+  struct shared_order;
+
+  [[nodiscard]] int start();
+  void reap();
+  [[nodiscard]] int carry_out(std::span<const int> descriptors);
+  [[nodiscard]] bool ask_helper(std::span<const int> descriptors);
+
+  std::mutex mutex_;
+  shared_order* order_ = nullptr;  // memory that this process and the helper share
+  unique_descriptor socket_;       // to the helper
+  pid_t helper_ = 0;
+  pid_t owner_ = 0;  // the process that started the helper: a fork of this one must not use it
+};
+
+}  // namespace platform::host
