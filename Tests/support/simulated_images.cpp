@@ -1,0 +1,109 @@
+#include "support/simulated_images.h"
+
+#include <utility>
+
+#include "support/call_texts.h"
+#include "text/conversions.h"
+#include "text/format.h"
+#include "text/letter_case.h"
+
+namespace support {
+
+using platform::access;
+using platform::hresult;
+using platform::hresult_result;
+using platform::image_decoder;
+using platform::metadata_encoder;
+using platform::share;
+
+namespace {
+
+// What the objects made from one opened image have in common.
+struct open_image {
+  simulated_calls& calls;
+  simulated_disk& disk;
+  simulated_image& image;
+  std::wstring path;
+  std::unique_ptr<disk_claim> claim;
+
+  [[nodiscard]] std::string name() const { return text::utf8_from_wide(path); }
+};
+
+class simulated_encoder final : public metadata_encoder {
+ public:
+  simulated_encoder(std::shared_ptr<open_image> opened, const std::set<std::wstring>& queries)
+      : opened_(std::move(opened)), queries_(queries) {}
+
+  hresult set(const std::wstring& query, const platform::property_value& value) override {
+    const auto guard = opened_->calls.record(
+        "set_metadata", text::format("{}, {}, {}", opened_->name(), text::utf8_from_wide(query), value_text(value)));
+    const auto refused = opened_->calls.refusal<hresult>("set_metadata", opened_->path);
+    if (!succeeded(refused)) return refused;
+    if (!queries_.contains(query)) return hresult::imaging_property_not_found;
+    staged_[query] = value;
+    return hresult::ok;
+  }
+
+  hresult commit() override {
+    const auto guard = opened_->calls.record("commit_metadata", opened_->name());
+    const auto refused = opened_->calls.refusal<hresult>("commit_metadata", opened_->path);
+    if (!succeeded(refused)) return refused;
+    if (!opened_->image.has_room) return hresult::imaging_too_much_metadata;
+    for (const auto& [query, value] : staged_)
+      opened_->image.written[query] = value;
+    staged_.clear();
+    opened_->disk.touch(opened_->claim->entry());
+    return hresult::ok;
+  }
+
+ private:
+  std::shared_ptr<open_image> opened_;
+  const std::set<std::wstring>& queries_;
+  std::map<std::wstring, platform::property_value> staged_;
+};
+
+class simulated_decoder final : public image_decoder {
+ public:
+  explicit simulated_decoder(std::shared_ptr<open_image> opened) : opened_(std::move(opened)) {}
+
+  hresult_result<std::unique_ptr<metadata_encoder>> frame_encoder() override {
+    return encoder("frame_encoder", opened_->image.frame_error, opened_->image.frame_queries);
+  }
+  hresult_result<std::unique_ptr<metadata_encoder>> container_encoder() override {
+    return encoder("container_encoder", opened_->image.container_error, opened_->image.container_queries);
+  }
+
+ private:
+  hresult_result<std::unique_ptr<metadata_encoder>> encoder(std::string_view operation, hresult error,
+                                                            const std::set<std::wstring>& queries) {
+    const auto guard = opened_->calls.record(operation, opened_->name());
+    const auto refused = opened_->calls.refusal<hresult>(operation, opened_->path);
+    if (!succeeded(refused)) return refused;
+    if (!succeeded(error)) return error;
+    return std::unique_ptr<metadata_encoder>(std::make_unique<simulated_encoder>(opened_, queries));
+  }
+
+  std::shared_ptr<open_image> opened_;
+};
+
+}  // namespace
+
+hresult_result<std::unique_ptr<image_decoder>> simulated_images::open(const std::wstring& path) {
+  const auto guard = calls_.record("open_image", text::utf8_from_wide(path));
+  const auto refused = calls_.refusal<hresult>("open_image", path);
+  if (!succeeded(refused)) return refused;
+  const auto entry = disk_.find(path);
+  if (!entry) return hresult_from(entry.error());
+  if ((*entry)->has(platform::attribute::read_only | platform::attribute::directory)) return hresult::access_denied;
+  const auto found = images_.find(text::to_lower(path));
+  if (found == images_.end()) return hresult::imaging_unknown_format;
+  if (!succeeded(found->second.open_error)) return found->second.open_error;
+  auto claim = disk_.claim(*entry, {access::read | access::write, share::read});
+  if (!claim) return hresult_from(claim.error());
+  auto opened = std::make_shared<open_image>(calls_, disk_, found->second, path, *std::move(claim));
+  return std::unique_ptr<image_decoder>(std::make_unique<simulated_decoder>(std::move(opened)));
+}
+
+simulated_image& simulated_images::image(std::wstring_view path) { return images_[text::to_lower(path)]; }
+
+}  // namespace support

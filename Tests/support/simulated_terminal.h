@@ -1,0 +1,41 @@
+#pragma once
+
+#include <deque>
+#include <string>
+#include <string_view>
+
+#include "platform/terminal.h"
+#include "support/simulated_calls.h"
+#include "support/simulated_clock.h"
+
+namespace support {
+
+/// A terminal with scripted keys. Waiting for a key that doesn't come passes time.
+class simulated_terminal final : public platform::terminal {
+ public:
+  simulated_terminal(simulated_calls& calls, simulated_clock& clock) : calls_(calls), clock_(clock) {}
+
+  bool interactive() override;
+  int columns() override;
+  void write(std::string_view text) override;
+  wchar_t read_key(std::chrono::milliseconds timeout) override;
+  bool interrupted() override;
+
+  /// For tests.
+  void set_interactive(bool interactive);
+  void set_columns(int columns);
+  void press(std::wstring_view keys);
+  void interrupt();
+  [[nodiscard]] std::string output() const;
+
+ private:
+  simulated_calls& calls_;
+  simulated_clock& clock_;
+  bool interactive_ = false;
+  bool interrupted_ = false;
+  int columns_ = 80;
+  std::deque<wchar_t> keys_;
+  std::string output_;
+};
+
+}  // namespace support
