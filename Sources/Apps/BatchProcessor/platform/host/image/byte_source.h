@@ -1,0 +1,61 @@
+// Bounded reads of a file, or of bytes in memory: only what is asked for is read, so that a file's size costs nothing.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace platform::host::image {
+
+class byte_source {
+ public:
+  virtual ~byte_source() = default;
+
+  [[nodiscard]] virtual std::uint64_t size() const = 0;
+  /// Exactly `count` bytes from `offset` on; nothing where the source doesn't hold them all or can't be read.
+  [[nodiscard]] virtual std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) = 0;
+};
+
+/// Reads an open file with pread. The descriptor stays the caller's; `size` is the file's size.
+class file_source final : public byte_source {
+ public:
+  file_source(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
+
+  [[nodiscard]] std::uint64_t size() const override { return size_; }
+  [[nodiscard]] std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) override;
+
+ private:
+  [[nodiscard]] bool fill(std::uint64_t offset, std::uint64_t count);
+
+  int descriptor_;
+  std::uint64_t size_;
+  std::string buffer_;
+  std::uint64_t buffer_offset_ = 0;
+};
+
+/// Reads bytes that outlive it.
+class memory_source final : public byte_source {
+ public:
+  explicit memory_source(std::string_view bytes) : bytes_(bytes) {}
+
+  [[nodiscard]] std::uint64_t size() const override { return bytes_.size(); }
+  [[nodiscard]] std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) override;
+
+ private:
+  std::string_view bytes_;
+};
+
+/// A stretch of a source, with offsets of its own. The stretch lies within the source.
+struct byte_range {
+  byte_source* source = nullptr;
+  std::uint64_t begin = 0;
+  std::uint64_t size = 0;
+
+  [[nodiscard]] std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) const {
+    if (offset > size || count > size - offset) return std::nullopt;
+    return source->read(begin + offset, count);
+  }
+};
+
+}  // namespace platform::host::image

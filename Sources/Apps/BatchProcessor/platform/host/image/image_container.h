@@ -1,0 +1,67 @@
+// An image file as far as metadata goes: the blocks that it holds, and the plan that changes them and nothing else.
+// Each container lists its pieces when it is opened; a file whose pieces or blocks can't be understood isn't opened.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/host/file_rewrite.h"
+#include "platform/host/image/byte_source.h"
+#include "platform/host/image/tiff_directory.h"
+#include "platform/host/image/xmp_packet.h"
+
+namespace platform::host::image {
+
+enum class container_kind { jpeg, png, tiff, webp };
+
+struct metadata_blocks {
+  std::optional<xmp_packet> xmp;
+  std::optional<tiff_block> exif;   ///< of a TIFF file the file itself
+  std::optional<std::string> iptc;  ///< the datasets
+};
+
+/// New contents. What isn't named stays.
+struct metadata_edits {
+  std::optional<std::string> xmp;  ///< the whole packet
+  std::vector<tiff_change> fields;
+  std::optional<std::string> iptc;
+};
+
+class image_container {
+ public:
+  image_container(const image_container&) = delete;
+  image_container& operator=(const image_container&) = delete;
+  virtual ~image_container() = default;
+
+  [[nodiscard]] container_kind kind() const { return kind_; }
+  [[nodiscard]] const metadata_blocks& blocks() const { return blocks_; }
+
+  /// The longest XMP packet that the container takes.
+  [[nodiscard]] virtual std::size_t xmp_limit() const = 0;
+
+  /// Changes that bring the edits into the file; none where nothing differs. Nothing where the container can't hold
+  /// them. Fields without a block to go into are left out, unless the container makes one.
+  [[nodiscard]] virtual std::optional<edit_plan> plan(const metadata_edits& edits) const = 0;
+
+ protected:
+  explicit image_container(container_kind kind) : kind_(kind) {}
+
+  metadata_blocks blocks_;
+
+ private:
+  container_kind kind_;
+};
+
+/// Tells the container by its first bytes and opens it; null for anything that isn't understood to the last piece.
+/// The source must outlive the container.
+[[nodiscard]] std::unique_ptr<image_container> open_image_container(byte_source& source);
+
+[[nodiscard]] std::unique_ptr<image_container> open_jpeg(byte_source& source);
+[[nodiscard]] std::unique_ptr<image_container> open_png(byte_source& source);
+[[nodiscard]] std::unique_ptr<image_container> open_tiff(byte_source& source);
+[[nodiscard]] std::unique_ptr<image_container> open_webp(byte_source& source);
+
+}  // namespace platform::host::image

@@ -1,0 +1,198 @@
+#include "platform/host/image/image_metadata.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <iterator>
+
+#include "platform/host/image/iptc.h"
+#include "text/conversions.h"
+#include "text/tag_list.h"
+
+namespace platform::host::image {
+
+namespace {
+
+constexpr std::uint32_t off_scale = 500;
+
+constexpr std::uint32_t stars_of(std::uint32_t percent) {
+  if (percent == 0) return 0;
+  if (percent <= 12) return 1;
+  if (percent <= 37) return 2;
+  if (percent <= 62) return 3;
+  if (percent <= 87) return 4;
+  return percent <= 100 ? 5 : off_scale;
+}
+
+constexpr std::uint32_t percent_of(std::int64_t stars) {
+  constexpr std::uint32_t percents[] = {0, 1, 25, 50, 75, 99};
+  if (stars < 0) return 0;
+  return stars < std::ssize(percents) ? percents[stars] : off_scale;
+}
+
+// A number as XMP writes it; some programs write "4.0".
+std::optional<std::int64_t> xmp_number(const xmp_packet& packet, xmp_field field) {
+  const std::optional<std::vector<std::string>> values = xmp_values(packet, field);
+  if (!values || values->empty()) return std::nullopt;
+  constexpr std::string_view white_space = " \t\r\n";
+  std::string_view text = values->front();
+  text.remove_prefix(std::min(text.find_first_not_of(white_space), text.size()));
+  text = text.substr(0, text.find_last_not_of(white_space) + 1);
+  if (text.starts_with('+')) text.remove_prefix(1);
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || !(std::fabs(number) < 1e9)) return std::nullopt;
+  return std::llround(number);
+}
+
+std::optional<std::uint32_t> rating_in_xmp(const xmp_packet& packet) {
+  const std::optional<std::int64_t> stars = xmp_number(packet, xmp_field::rating);
+  std::optional<std::int64_t> percent = xmp_number(packet, xmp_field::percent);
+  if (percent && *percent < 0) percent.reset();
+  if (!percent) return stars ? std::optional(percent_of(*stars)) : std::nullopt;
+  const auto number = static_cast<std::uint32_t>(*percent);
+  const bool disagree = stars && percent_of(*stars) != percent_of(stars_of(number));
+  return disagree ? percent_of(*stars) : number;
+}
+
+std::optional<std::uint32_t> rating_in_exif(const tiff_block& block) {
+  if (const auto percent = tiff_number(block, tiff_tag::rating_percent)) return percent;
+  const auto stars = tiff_number(block, tiff_tag::rating);
+  return stars ? std::optional(percent_of(*stars)) : std::nullopt;
+}
+
+std::wstring wide_from_utf16(std::string_view bytes) {
+  std::wstring wide;
+  for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
+    char32_t code = get_u16(bytes, at, byte_order::little);
+    const bool is_high = code >= 0xd800 && code < 0xdc00;
+    const char32_t low = is_high && at + 3 < bytes.size() ? get_u16(bytes, at + 2, byte_order::little) : 0;
+    if (low >= 0xdc00 && low < 0xe000) {
+      code = 0x10000 + ((code - 0xd800) << 10) + (low - 0xdc00);
+      at += 2;
+    }
+    wide.push_back(static_cast<wchar_t>(code));
+  }
+  return wide.substr(0, wide.find(L'\0'));
+}
+
+std::string utf16_from_wide(std::wstring_view wide) {
+  std::string bytes;
+  for (const wchar_t unit : wide) {
+    const auto code = static_cast<char32_t>(unit);
+    if (code > 0xffff) {
+      append_u16(bytes, static_cast<std::uint16_t>(0xd800 + (((code - 0x10000) >> 10) & 0x3ff)), byte_order::little);
+      append_u16(bytes, static_cast<std::uint16_t>(0xdc00 + ((code - 0x10000) & 0x3ff)), byte_order::little);
+    } else {
+      append_u16(bytes, static_cast<std::uint16_t>(code), byte_order::little);
+    }
+  }
+  append_u16(bytes, 0, byte_order::little);
+  return bytes;
+}
+
+std::optional<std::vector<std::wstring>> keywords_in_exif(const tiff_block& block) {
+  const tiff_entry* entry = block.directory.find(tiff_tag::keywords);
+  if (entry == nullptr) return std::nullopt;
+  const std::optional<std::string> bytes = tiff_value(block, *entry);
+  if (!bytes) return std::nullopt;
+  std::vector<std::wstring> keywords = text::split_tag_list(wide_from_utf16(*bytes));
+  if (keywords.empty()) return std::nullopt;
+  return keywords;
+}
+
+// Appends the changes for a rating. 0 is no rating, as where the shell's handlers remove it.
+void add_rating(std::uint32_t percent, std::vector<xmp_change>& xmp, std::vector<tiff_change>& fields) {
+  if (percent == 0) {
+    xmp.push_back({xmp_field::rating, {}});
+    xmp.push_back({xmp_field::percent, {}});
+    fields.push_back({tiff_tag::rating, {}});
+    fields.push_back({tiff_tag::rating_percent, {}});
+    return;
+  }
+  const std::uint32_t stars = stars_of(percent);
+  xmp.push_back({xmp_field::rating, {std::to_string(stars)}});
+  xmp.push_back({xmp_field::percent, {std::to_string(percent)}});
+  fields.push_back({tiff_tag::rating, static_cast<std::uint16_t>(stars)});
+  if (percent <= UINT16_MAX) {
+    fields.push_back({tiff_tag::rating_percent, static_cast<std::uint16_t>(percent)});
+  } else {
+    fields.push_back({tiff_tag::rating_percent, {}});
+  }
+}
+
+void add_keywords(const metadata_blocks& blocks, const std::vector<std::wstring>& keywords,
+                  std::vector<xmp_change>& xmp, std::vector<tiff_change>& fields) {
+  std::vector<std::string> values;
+  for (const std::wstring& keyword : keywords)
+    values.push_back(text::utf8_from_wide(keyword));
+  const bool has_iptc_copy = blocks.xmp && xmp_values(*blocks.xmp, xmp_field::last_keyword_iptc);
+  if (has_iptc_copy || (blocks.iptc && iptc_keywords(*blocks.iptc))) {
+    xmp.push_back({xmp_field::last_keyword_iptc, values});
+  }
+  xmp.push_back({xmp_field::keywords, values});
+  xmp.push_back({xmp_field::last_keyword_xmp, std::move(values)});
+  if (keywords.empty()) {
+    fields.push_back({tiff_tag::keywords, {}});
+  } else {
+    fields.push_back({tiff_tag::keywords, utf16_from_wide(text::join_tag_list(keywords))});
+  }
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> read_rating(const metadata_blocks& blocks) {
+  if (blocks.xmp) {
+    if (const auto rating = rating_in_xmp(*blocks.xmp)) return rating;
+  }
+  return blocks.exif ? rating_in_exif(*blocks.exif) : std::nullopt;
+}
+
+std::optional<std::vector<std::wstring>> read_keywords(const metadata_blocks& blocks) {
+  if (blocks.xmp) {
+    if (const auto values = xmp_values(*blocks.xmp, xmp_field::keywords)) {
+      std::vector<std::wstring> keywords;
+      for (const std::string& value : *values) {
+        if (!value.empty()) keywords.push_back(text::wide_from_utf8(value));
+      }
+      return keywords;
+    }
+  }
+  if (blocks.iptc) {
+    if (auto keywords = iptc_keywords(*blocks.iptc)) return keywords;
+  }
+  return blocks.exif ? keywords_in_exif(*blocks.exif) : std::nullopt;
+}
+
+std::optional<edit_plan> plan_change(const image_container& container, const image_change& change) {
+  const metadata_blocks& blocks = container.blocks();
+  std::vector<xmp_change> xmp;
+  metadata_edits edits;
+  if (change.percent) add_rating(*change.percent, xmp, edits.fields);
+  if (change.keywords) {
+    add_keywords(blocks, *change.keywords, xmp, edits.fields);
+    if (blocks.iptc) edits.iptc = with_iptc_keywords(*blocks.iptc, *change.keywords);
+  }
+  if (edits.iptc == blocks.iptc) edits.iptc.reset();
+
+  if (blocks.xmp) {
+    edits.xmp = edit_xmp_packet(*blocks.xmp, xmp, container.xmp_limit());
+    if (!edits.xmp) return std::nullopt;
+    if (*edits.xmp == blocks.xmp->text) edits.xmp.reset();
+  } else if (std::any_of(xmp.begin(), xmp.end(), [](const xmp_change& field) { return !field.values.empty(); })) {
+    edits.xmp = new_xmp_packet(xmp, container.xmp_limit());
+    if (!edits.xmp) return std::nullopt;
+  }
+  return container.plan(edits);
+}
+
+std::optional<edit_plan> plan_xmp_in_place(const image_container& container, std::span<const xmp_change> changes) {
+  const metadata_blocks& blocks = container.blocks();
+  if (!blocks.xmp) return std::nullopt;
+  metadata_edits edits;
+  edits.xmp = edit_xmp_packet(*blocks.xmp, changes, blocks.xmp->text.size());
+  if (!edits.xmp) return std::nullopt;
+  return container.plan(edits);
+}
+
+}  // namespace platform::host::image

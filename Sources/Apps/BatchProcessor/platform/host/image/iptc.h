@@ -1,0 +1,24 @@
+// Keywords in an IPTC block: the datasets of the Information Interchange Model (IIM 4.2), application record 2.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform::host::image {
+
+/// Whether the block is a row of datasets; NULs behind them are padding.
+[[nodiscard]] bool is_iptc_block(std::string_view block);
+
+/// The keywords (2:25); nothing where the block has none. Text is UTF-8 where the block says so (1:90) or, saying
+/// nothing, couldn't be anything else; otherwise Latin-1.
+[[nodiscard]] std::optional<std::vector<std::wstring>> iptc_keywords(std::string_view block);
+
+/// The block with these keywords and everything else as it is. They are written in the block's character set. Where
+/// that lacks a character, the block turns to UTF-8 if all of its other text is ASCII and nothing else is declared;
+/// failing that the character becomes a question mark: turning the other text would mean to know how it was meant.
+[[nodiscard]] std::string with_iptc_keywords(std::string_view block, std::span<const std::wstring> keywords);
+
+}  // namespace platform::host::image

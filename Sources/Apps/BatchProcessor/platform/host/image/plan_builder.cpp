@@ -1,0 +1,53 @@
+#include "platform/host/image/plan_builder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace platform::host::image {
+
+void plan_builder::replace(std::uint64_t offset, std::string_view old_bytes, std::string_view new_bytes) {
+  const auto [old_differs, new_differs] =
+      std::mismatch(old_bytes.begin(), old_bytes.end(), new_bytes.begin(), new_bytes.end());
+  const auto head = static_cast<std::size_t>(old_differs - old_bytes.begin());
+  old_bytes.remove_prefix(head);
+  new_bytes.remove_prefix(head);
+  const auto [old_tail, new_tail] =
+      std::mismatch(old_bytes.rbegin(), old_bytes.rend(), new_bytes.rbegin(), new_bytes.rend());
+  const auto tail = static_cast<std::size_t>(old_tail - old_bytes.rbegin());
+  old_bytes.remove_suffix(tail);
+  new_bytes.remove_suffix(tail);
+  splice_in(offset + head, old_bytes.size(), std::string(new_bytes));
+}
+
+void plan_builder::splice_in(std::uint64_t offset, std::uint64_t erase, std::string bytes) {
+  if (erase == 0 && bytes.empty()) return;
+  plan_.push_back({offset, erase, std::move(bytes)});
+}
+
+std::int64_t plan_builder::growth(std::uint64_t from, std::uint64_t to) const {
+  std::int64_t bytes = 0;
+  for (const splice& change : plan_) {
+    if (change.offset < from || change.offset >= to) continue;
+    bytes += static_cast<std::int64_t>(change.bytes.size()) - static_cast<std::int64_t>(change.erase);
+  }
+  return bytes;
+}
+
+edit_plan plan_builder::take() {
+  std::stable_sort(plan_.begin(), plan_.end(), [](const splice& a, const splice& b) {
+    return a.offset != b.offset ? a.offset < b.offset : a.erase == 0 && b.erase != 0;
+  });
+  edit_plan merged;
+  for (splice& change : plan_) {
+    if (!merged.empty() && merged.back().offset + merged.back().erase == change.offset) {
+      merged.back().erase += change.erase;
+      merged.back().bytes += change.bytes;
+    } else {
+      merged.push_back(std::move(change));
+    }
+  }
+  plan_.clear();
+  return merged;
+}
+
+}  // namespace platform::host::image

@@ -1,0 +1,181 @@
+// PNG (ISO 15948): chunks between signature and IEND. XMP is the iTXt chunk with the keyword below, Exif the eXIf
+// chunk. Text chunks with a "Raw profile type" are what some programs wrote before these; they stay as they are.
+#include <algorithm>
+
+#include "platform/host/image/checksums.h"
+#include "platform/host/image/image_container.h"
+#include "platform/host/image/plan_builder.h"
+
+namespace platform::host::image {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::uint64_t signature_size = 8;
+constexpr std::uint64_t overhead = 12;  // length, type and CRC
+constexpr std::uint32_t largest_data = 0x7fffffff;
+constexpr std::size_t most_chunks = 4 * 1024 * 1024;
+constexpr std::size_t largest_metadata = 64 * 1024 * 1024;
+constexpr std::string_view xmp_keyword = "XML:com.adobe.xmp\0"sv;
+// Keyword, no compression, no language, no translated keyword.
+constexpr std::string_view xmp_head = "XML:com.adobe.xmp\0\0\0\0\0"sv;
+
+struct chunk {
+  std::uint64_t offset = 0;
+  std::string type;
+  std::uint32_t size = 0;
+
+  [[nodiscard]] std::uint64_t data() const { return offset + 8; }
+  [[nodiscard]] std::uint64_t end() const { return offset + overhead + size; }
+};
+
+struct chunk_list {
+  std::uint64_t first_end = 0;  ///< of IHDR
+  std::optional<chunk> exif;
+  std::optional<chunk> xmp;
+  std::optional<std::uint64_t> offset_index;  ///< of iDOT, which holds the distance from itself to a part of the pixels
+};
+
+std::optional<chunk> chunk_at(byte_source& source, std::uint64_t offset) {
+  const std::optional<std::string> head = source.read(offset, 8);
+  if (!head) return std::nullopt;
+  const chunk found{offset, head->substr(4), get_u32(*head, 0, byte_order::big)};
+  if (found.size > largest_data || found.end() > source.size()) return std::nullopt;
+  return found;
+}
+
+bool is_xmp(byte_source& source, const chunk& candidate) {
+  return candidate.type == "iTXt" && candidate.size >= xmp_keyword.size() &&
+         source.read(candidate.data(), xmp_keyword.size()) == xmp_keyword;
+}
+
+// Nothing for a file without IEND, with chunks that leave the file, or with two chunks of a kind that we change.
+std::optional<chunk_list> list_chunks(byte_source& source) {
+  chunk_list list;
+  std::uint64_t at = signature_size;
+  for (std::size_t i = 0; i < most_chunks; ++i) {
+    const std::optional<chunk> next = chunk_at(source, at);
+    if (!next || (i == 0) != (next->type == "IHDR")) return std::nullopt;
+    if (i == 0) list.first_end = next->end();
+    if (next->type == "IEND") return list;
+    if (next->type == "iDOT") list.offset_index = next->offset;
+    if (next->type == "eXIf") {
+      if (list.exif) return std::nullopt;
+      list.exif = next;
+    }
+    if (is_xmp(source, *next)) {
+      if (list.xmp) return std::nullopt;
+      list.xmp = next;
+    }
+    at = next->end();
+  }
+  return std::nullopt;
+}
+
+std::string chunk_bytes(std::string_view type, std::string_view data) {
+  std::string body(type);
+  body += data;
+  std::string bytes = u32_bytes(static_cast<std::uint32_t>(data.size()), byte_order::big);
+  bytes += body;
+  append_u32(bytes, crc32(body), byte_order::big);
+  return bytes;
+}
+
+// The data of a chunk whose checksum is right.
+std::optional<std::string> checked_data(byte_source& source, const chunk& of) {
+  if (of.size > largest_metadata) return std::nullopt;
+  std::optional<std::string> bytes = source.read(of.offset, of.end() - of.offset);
+  if (!bytes) return std::nullopt;
+  std::string data = bytes->substr(8, of.size);
+  if (chunk_bytes(of.type, data) != *bytes) return std::nullopt;
+  return data;
+}
+
+class png_container final : public image_container {
+ public:
+  png_container(byte_source& source, chunk_list chunks)
+      : image_container(container_kind::png), source_(source), chunks_(std::move(chunks)) {}
+
+  [[nodiscard]] bool read_blocks();
+
+  [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata - xmp_head.size(); }
+  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
+
+ private:
+  void replace(plan_builder& plan, const chunk& old, const std::string& old_data, const std::string& data) const;
+
+  byte_source& source_;
+  chunk_list chunks_;
+  std::string exif_data_;
+  std::string xmp_data_;
+  std::size_t xmp_at_ = 0;  // in its chunk's data
+};
+
+bool png_container::read_blocks() {
+  if (chunks_.exif) {
+    std::optional<std::string> data = checked_data(source_, *chunks_.exif);
+    if (!data) return false;
+    exif_data_ = std::move(*data);
+    blocks_.exif = read_tiff_block({&source_, chunks_.exif->data(), chunks_.exif->size});
+    if (!blocks_.exif) return false;
+  }
+  if (!chunks_.xmp) return true;
+  std::optional<std::string> data = checked_data(source_, *chunks_.xmp);
+  if (!data) return false;
+  xmp_data_ = std::move(*data);
+  // Keyword NUL, compression flag and method, language NUL, translated keyword NUL, text. XMP asks for plain text; a
+  // compressed packet is one that we don't read.
+  if (xmp_data_.size() < xmp_keyword.size() + 2 || xmp_data_[xmp_keyword.size()] != '\0') return false;
+  const std::size_t language_end = xmp_data_.find('\0', xmp_keyword.size() + 2);
+  if (language_end == std::string::npos) return false;
+  const std::size_t translation_end = xmp_data_.find('\0', language_end + 1);
+  if (translation_end == std::string::npos) return false;
+  xmp_at_ = translation_end + 1;
+  blocks_.xmp = parse_xmp_packet(xmp_data_.substr(xmp_at_));
+  return blocks_.xmp.has_value();
+}
+
+// A chunk between iDOT and the pixels may not grow there: it moves to the front.
+void png_container::replace(plan_builder& plan, const chunk& old, const std::string& old_data,
+                            const std::string& data) const {
+  if (data.size() != old_data.size() && chunks_.offset_index && old.offset > *chunks_.offset_index) {
+    plan.splice_in(chunks_.first_end, 0, chunk_bytes(old.type, data));
+    plan.splice_in(old.offset, old.end() - old.offset, {});
+  } else {
+    plan.replace(old.offset, chunk_bytes(old.type, old_data), chunk_bytes(old.type, data));
+  }
+}
+
+std::optional<edit_plan> png_container::plan(const metadata_edits& edits) const {
+  plan_builder plan;
+  if (blocks_.exif) {
+    std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, edits.fields, tiff_growth::at_end, largest_metadata);
+    if (!edit) return std::nullopt;
+    std::string data = exif_data_;
+    for (const splice& patch : edit->patches)
+      data.replace(patch.offset, patch.erase, patch.bytes);
+    data += edit->appended;
+    replace(plan, *chunks_.exif, exif_data_, data);
+  }
+  if (edits.xmp && edits.xmp->size() > xmp_limit()) return std::nullopt;
+  if (edits.xmp && chunks_.xmp) {
+    replace(plan, *chunks_.xmp, xmp_data_, xmp_data_.substr(0, xmp_at_) + *edits.xmp);
+  } else if (edits.xmp) {
+    // Right behind IHDR, where no chunk counts on its place.
+    plan.splice_in(chunks_.first_end, 0, chunk_bytes("iTXt", std::string(xmp_head) + *edits.xmp));
+  }
+  return plan.take();
+}
+
+}  // namespace
+
+std::unique_ptr<image_container> open_png(byte_source& source) {
+  std::optional<chunk_list> chunks = list_chunks(source);
+  if (!chunks) return nullptr;
+  auto container = std::make_unique<png_container>(source, std::move(*chunks));
+  if (!container->read_blocks()) return nullptr;
+  return container;
+}
+
+}  // namespace platform::host::image

@@ -1,0 +1,99 @@
+// The first image directory (IFD0) of an Exif block or a TIFF file: reading single fields, and changing them without
+// moving anything that exists (TIFF 6.0, Exif 2.32).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/host/file_rewrite.h"
+#include "platform/host/image/byte_order.h"
+#include "platform/host/image/byte_source.h"
+
+namespace platform::host::image {
+
+enum class tiff_tag : std::uint16_t {
+  xmp = 700,
+  iptc = 33723,
+  photoshop = 34377,
+  rating = 0x4746,          ///< stars, SHORT
+  rating_percent = 0x4749,  ///< SHORT
+  keywords = 0x9c9e,        ///< XPKeywords: UTF-16LE with NUL, joined by ";", BYTE
+  padding = 0xea1c,         ///< room for changes; its value starts with the bytes 1C EA
+  mp_entry = 0xb002,        ///< the images of a multi-picture file
+};
+
+enum class tiff_type : std::uint16_t { byte = 1, ascii = 2, unsigned_short = 3, unsigned_long = 4, undefined = 7 };
+
+struct tiff_entry {
+  std::uint16_t tag = 0;
+  std::uint16_t type = 0;
+  std::uint32_t count = 0;
+  std::string value;  ///< the 4 bytes of the value, or of its offset
+};
+
+/// IFD0 in its block. Offsets count from the block's start, the byte order mark.
+struct tiff_directory {
+  byte_order order = byte_order::little;
+  std::uint32_t offset = 0;  ///< 0 for a block that has no directory yet
+  std::vector<tiff_entry> entries;
+  std::uint32_t next = 0;
+
+  [[nodiscard]] const tiff_entry* find(tiff_tag tag) const;
+  /// The bytes that the directory takes, its count and link included.
+  [[nodiscard]] std::uint64_t size() const { return 2 + 12 * std::uint64_t{entries.size()} + 4; }
+};
+
+struct tiff_block {
+  byte_range range;
+  tiff_directory directory;
+};
+
+/// Nothing where there is no classic TIFF header, where the directory or the value of a field that we write reaches
+/// beyond the block, or where such a field is there twice.
+[[nodiscard]] std::optional<tiff_block> read_tiff_block(const byte_range& range);
+
+/// The bytes of an entry's value, in the block's order; nothing for unknown types and values beyond the block.
+[[nodiscard]] std::optional<std::string> tiff_value(const tiff_block& block, const tiff_entry& entry);
+
+/// The number in an entry of one BYTE, SHORT or LONG.
+[[nodiscard]] std::optional<std::uint32_t> tiff_number(const tiff_block& block, tiff_tag tag);
+
+/// Where an entry's value stands if that is outside of the entry; nothing otherwise, or for an unknown type.
+struct tiff_area {
+  std::uint64_t begin = 0;
+  std::uint64_t end = 0;
+};
+[[nodiscard]] std::optional<tiff_area> tiff_value_area(const tiff_directory& directory, const tiff_entry& entry);
+
+/// A field's new value: nothing removes it, a number is stored as one SHORT, bytes as they are.
+struct tiff_change {
+  tiff_tag tag{};
+  std::variant<std::monostate, std::uint16_t, std::string> value;
+};
+
+/// Changes of existing bytes, and bytes to add behind the block.
+struct tiff_edit {
+  edit_plan patches;  ///< offsets in the block, each keeps its size
+  std::string appended;
+};
+
+/// What happens to a new field for which the block's own room doesn't suffice.
+enum class tiff_growth {
+  at_end,  ///< the directory moves to the block's end, with room for the next time
+  none,    ///< a new field is left out, an old one that no longer fits is removed
+};
+
+/// A block may be as long as `size_limit`: the room left for the next time shrinks to keep it. Nothing where even that
+/// doesn't suffice.
+[[nodiscard]] std::optional<tiff_edit> edit_tiff_block(const tiff_block& block, std::span<const tiff_change> changes,
+                                                       tiff_growth growth, std::uint64_t size_limit);
+
+/// A little-endian Exif block of these fields alone.
+[[nodiscard]] std::string new_tiff_block(std::span<const tiff_change> changes);
+
+}  // namespace platform::host::image

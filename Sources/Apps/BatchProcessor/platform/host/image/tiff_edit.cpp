@@ -1,0 +1,362 @@
+// Nothing that exists moves, since offsets all over the block, those inside of MakerNotes among them, point at it. What
+// needs more bytes than there are gets a copy of the directory at the block's end, with room behind it that a padding
+// field (0xEA1C) owns:
+//
+//   directory | room | values          the directory grows into the front of the room, values take its end
+//
+// The same field is what Windows leaves behind in files, so that its room serves here, too.
+#include <algorithm>
+#include <utility>
+
+#include "platform/host/image/tiff_directory.h"
+
+namespace platform::host::image {
+
+namespace {
+
+constexpr std::uint64_t room_sizes[] = {2048, 512, 0};  // tried in turn
+constexpr std::uint64_t smallest_room = 8;              // below that its entry would hold the value itself
+constexpr std::string_view room_signature = "\x1c\xea";
+constexpr std::uint16_t exif_directory_tag = 0x8769;
+constexpr std::uint16_t gps_directory_tag = 0x8825;
+
+constexpr std::uint64_t even(std::uint64_t offset) { return offset + offset % 2; }
+
+bool overlap(const tiff_area& a, const tiff_area& b) { return a.begin < b.end && b.begin < a.end; }
+
+// XMP and IPTC of a TIFF file have room of their own, or are too large for the common one.
+bool has_own_place(tiff_tag tag) { return tag != tiff_tag::keywords; }
+
+struct patch {
+  std::uint64_t offset = 0;
+  std::string bytes;
+};
+
+// Of patches that cover the same bytes the last one holds.
+edit_plan resolve(const std::vector<patch>& patches) {
+  edit_plan plan;
+  for (auto it = patches.rbegin(); it != patches.rend(); ++it) {
+    std::vector<tiff_area> free = {{it->offset, it->offset + it->bytes.size()}};
+    for (const splice& done : plan) {
+      const tiff_area taken{done.offset, done.offset + done.erase};
+      std::vector<tiff_area> rest;
+      for (const tiff_area& area : free) {
+        if (area.begin < std::min(area.end, taken.begin)) rest.push_back({area.begin, std::min(area.end, taken.begin)});
+        if (std::max(area.begin, taken.end) < area.end) rest.push_back({std::max(area.begin, taken.end), area.end});
+      }
+      free = std::move(rest);
+    }
+    for (const tiff_area& area : free) {
+      plan.push_back(
+          {area.begin, area.end - area.begin, it->bytes.substr(area.begin - it->offset, area.end - area.begin)});
+    }
+  }
+  std::sort(plan.begin(), plan.end(), [](const splice& a, const splice& b) { return a.offset < b.offset; });
+  return plan;
+}
+
+enum class new_values { placed, dropped };
+
+class directory_editor {
+ public:
+  directory_editor(const tiff_block& block, new_values mode)
+      : block_(block),
+        order_(block.directory.order),
+        mode_(mode),
+        entries_(block.directory.entries),
+        room_(find_room()) {}
+
+  [[nodiscard]] bool apply(const tiff_change& change);
+  [[nodiscard]] bool lay_out_in_place();
+  [[nodiscard]] bool lay_out_at_end(std::uint64_t size_limit);
+  [[nodiscard]] tiff_edit result() { return {resolve(patches_), std::move(appended_)}; }
+
+ private:
+  struct homeless_value {
+    std::uint16_t tag;
+    std::string bytes;
+  };
+  using entry_iterator = std::vector<tiff_entry>::iterator;
+
+  [[nodiscard]] std::uint64_t end_of_block() const { return block_.range.size + appended_.size(); }
+  [[nodiscard]] std::optional<tiff_area> find_room() const;
+  [[nodiscard]] bool is_exclusive(const tiff_area& area, std::uint16_t tag) const;
+  [[nodiscard]] std::optional<tiff_area> directory_at(std::uint64_t offset) const;
+
+  [[nodiscard]] entry_iterator find(std::uint16_t tag) {
+    return std::find_if(entries_.begin(), entries_.end(), [tag](const tiff_entry& entry) { return entry.tag == tag; });
+  }
+  tiff_entry& find_or_insert(std::uint16_t tag);
+  void set_bytes(tiff_tag tag, const std::string& bytes);
+  void release(const tiff_entry& entry);
+  [[nodiscard]] std::uint64_t new_directory_size() const { return 2 + 12 * entries_.size() + 4; }
+  [[nodiscard]] std::string directory_bytes() const;
+  void point_at(std::uint16_t tag, std::uint64_t offset) {
+    find(tag)->value = u32_bytes(static_cast<std::uint32_t>(offset), order_);
+  }
+  void set_room_entry(const tiff_area& room);
+
+  const tiff_block& block_;
+  byte_order order_;
+  new_values mode_;
+  std::vector<tiff_entry> entries_;
+  std::optional<tiff_area> room_;
+  std::vector<homeless_value> homeless_;
+  std::vector<patch> patches_;
+  std::string appended_;
+  bool changed_ = false;
+};
+
+std::optional<tiff_area> directory_editor::find_room() const {
+  const tiff_entry* entry = block_.directory.find(tiff_tag::padding);
+  if (entry == nullptr || entry->type != static_cast<std::uint16_t>(tiff_type::undefined)) return std::nullopt;
+  const std::optional<tiff_area> area = tiff_value_area(block_.directory, *entry);
+  if (!area || area->end - area->begin < smallest_room || !is_exclusive(*area, entry->tag)) return std::nullopt;
+  return area;
+}
+
+// The directory at an offset, as far as it is inside of the block.
+std::optional<tiff_area> directory_editor::directory_at(std::uint64_t offset) const {
+  if (offset == 0) return std::nullopt;
+  const std::optional<std::string> count = block_.range.read(offset, 2);
+  if (!count) return std::nullopt;
+  return tiff_area{offset, offset + 2 + std::uint64_t{12} * get_u16(*count, 0, order_) + 4};
+}
+
+// Whether the area holds the value of the one entry and nothing else that we know of: some writers let equal values
+// share their bytes.
+bool directory_editor::is_exclusive(const tiff_area& area, std::uint16_t tag) const {
+  const tiff_directory& directory = block_.directory;
+  const tiff_area own{directory.offset, directory.offset + directory.size()};
+  if (area.begin < 8 || area.end > block_.range.size || overlap(area, own)) return false;
+  std::vector<std::uint64_t> linked = {directory.next};
+  for (const tiff_entry& entry : directory.entries) {
+    if (entry.tag == exif_directory_tag || entry.tag == gps_directory_tag) {
+      linked.push_back(get_u32(entry.value, 0, order_));
+    }
+    if (entry.tag == tag) continue;
+    const std::optional<tiff_area> other = tiff_value_area(directory, entry);
+    if (other && overlap(area, *other)) return false;
+  }
+  return std::none_of(linked.begin(), linked.end(), [this, &area](std::uint64_t offset) {
+    const std::optional<tiff_area> other = directory_at(offset);
+    return other && overlap(area, *other);
+  });
+}
+
+tiff_entry& directory_editor::find_or_insert(std::uint16_t tag) {
+  const auto found = find(tag);
+  if (found != entries_.end()) return *found;
+  const auto place =
+      std::find_if(entries_.begin(), entries_.end(), [tag](const tiff_entry& entry) { return entry.tag > tag; });
+  return *entries_.insert(place, {tag, 0, 0, std::string(4, '\0')});
+}
+
+// Gives up an entry's value. Bytes that nothing else uses are wiped: what was removed shall be gone.
+void directory_editor::release(const tiff_entry& entry) {
+  const std::optional<tiff_area> area = tiff_value_area(block_.directory, entry);
+  if (!area || has_own_place(static_cast<tiff_tag>(entry.tag)) || !is_exclusive(*area, entry.tag)) return;
+  patches_.push_back({area->begin, std::string(area->end - area->begin, '\0')});
+  if (room_ && room_->end == area->begin) room_->end = area->end;
+}
+
+bool directory_editor::apply(const tiff_change& change) {
+  const auto tag = static_cast<std::uint16_t>(change.tag);
+  const tiff_entry* old = block_.directory.find(change.tag);
+  if (std::holds_alternative<std::monostate>(change.value)) {
+    if (old == nullptr) return true;
+    release(*old);
+    entries_.erase(find(tag));
+    changed_ = true;
+    return true;
+  }
+  if (mode_ == new_values::dropped && old == nullptr) return true;
+  if (const auto* number = std::get_if<std::uint16_t>(&change.value)) {
+    const bool same = old != nullptr && old->type == static_cast<std::uint16_t>(tiff_type::unsigned_short) &&
+                      tiff_number(block_, change.tag) == *number;
+    if (same) return true;
+    if (old != nullptr) release(*old);
+    tiff_entry& entry = find_or_insert(tag);
+    entry = {tag, static_cast<std::uint16_t>(tiff_type::unsigned_short), 1, u16_bytes(*number, order_)};
+    entry.value.resize(4, '\0');
+    changed_ = true;
+    return true;
+  }
+  const auto& bytes = std::get<std::string>(change.value);
+  if (bytes.size() > UINT32_MAX) return false;
+  if (old != nullptr && tiff_value(block_, *old) == bytes) return true;
+  set_bytes(change.tag, bytes);
+  changed_ = true;
+  return true;
+}
+
+void directory_editor::set_bytes(tiff_tag tag, const std::string& bytes) {
+  const tiff_entry* old = block_.directory.find(tag);
+  tiff_entry& entry = find_or_insert(static_cast<std::uint16_t>(tag));
+  const auto old_type = static_cast<tiff_type>(entry.type);
+  const bool keeps_type = old_type == tiff_type::byte || old_type == tiff_type::undefined;
+  if (old_type == tiff_type::unsigned_long && bytes.size() % 4 == 0) {
+    entry.count = static_cast<std::uint32_t>(bytes.size() / 4);  // IPTC as some programs store it
+  } else {
+    if (!keeps_type) {
+      entry.type = static_cast<std::uint16_t>(tag == tiff_tag::iptc ? tiff_type::undefined : tiff_type::byte);
+    }
+    entry.count = static_cast<std::uint32_t>(bytes.size());
+  }
+  const std::optional<tiff_area> area = old == nullptr ? std::nullopt : tiff_value_area(block_.directory, *old);
+  if (bytes.size() <= 4) {
+    if (old != nullptr) release(*old);
+    entry.value = bytes;
+    entry.value.resize(4, '\0');
+    return;
+  }
+  const bool at_room = area && room_ && room_->end == area->begin;
+  if (area && !at_room && bytes.size() <= area->end - area->begin && is_exclusive(*area, entry.tag)) {
+    std::string padded = bytes;
+    padded.resize(area->end - area->begin, '\0');
+    patches_.push_back({area->begin, std::move(padded)});
+    return;
+  }
+  if (mode_ == new_values::dropped) {
+    release(*old);  // only existing fields come here in this mode
+    entries_.erase(find(static_cast<std::uint16_t>(tag)));
+    return;
+  }
+  if (old != nullptr) release(*old);
+  if (has_own_place(tag)) {
+    appended_.append(end_of_block() % 2, '\0');
+    point_at(entry.tag, end_of_block());
+    appended_ += bytes;
+  } else {
+    homeless_.push_back({entry.tag, bytes});
+  }
+}
+
+void directory_editor::set_room_entry(const tiff_area& room) {
+  const auto tag = static_cast<std::uint16_t>(tiff_tag::padding);
+  tiff_entry& entry = find_or_insert(tag);
+  entry.type = static_cast<std::uint16_t>(tiff_type::undefined);
+  entry.count = static_cast<std::uint32_t>(room.end - room.begin);
+  point_at(tag, room.begin);
+}
+
+std::string directory_editor::directory_bytes() const {
+  std::string bytes;
+  append_u16(bytes, static_cast<std::uint16_t>(entries_.size()), order_);
+  for (const tiff_entry& entry : entries_) {
+    append_u16(bytes, entry.tag, order_);
+    append_u16(bytes, entry.type, order_);
+    append_u32(bytes, entry.count, order_);
+    bytes += entry.value;
+  }
+  append_u32(bytes, block_.directory.next, order_);
+  return bytes;
+}
+
+bool directory_editor::lay_out_in_place() {
+  if (!changed_) return true;
+  const tiff_directory& directory = block_.directory;
+  const std::uint64_t old_end = directory.offset + directory.size();
+  const std::uint64_t size = new_directory_size();
+  std::uint64_t offset = directory.offset;
+  if (!room_ && (!homeless_.empty() || size > directory.size())) return false;
+  if (size < directory.size()) patches_.push_back({offset + size, std::string(directory.size() - size, '\0')});
+  if (room_) {
+    tiff_area room = *room_;
+    std::vector<std::uint64_t> places;
+    for (const homeless_value& value : homeless_) {
+      if (value.bytes.size() + 1 > room.end - room.begin) return false;
+      room.end = (room.end - value.bytes.size()) & ~std::uint64_t{1};
+      places.push_back(room.end);
+    }
+    if (room.begin == old_end) {
+      room.begin = offset + size;
+    } else if (size > directory.size()) {
+      offset = even(room.begin);
+      room.begin = offset + size;
+    }
+    if (room.end < room.begin + smallest_room) return false;
+    for (std::size_t i = 0; i < homeless_.size(); ++i) {
+      point_at(homeless_[i].tag, places[i]);
+      patches_.push_back({places[i], homeless_[i].bytes});
+    }
+    if (room.begin != room_->begin) patches_.push_back({room.begin, std::string(room_signature)});
+    set_room_entry(room);
+  }
+  patches_.push_back({offset, directory_bytes()});
+  if (offset != directory.offset) {
+    patches_.push_back({4, u32_bytes(static_cast<std::uint32_t>(offset), order_)});
+  }
+  return true;
+}
+
+bool directory_editor::lay_out_at_end(std::uint64_t size_limit) {
+  const bool had_room_entry = block_.directory.find(tiff_tag::padding) != nullptr;
+  const std::uint64_t offset = even(end_of_block());
+  std::uint64_t values = 0;
+  for (const homeless_value& value : homeless_)
+    values += even(value.bytes.size());
+  for (const std::uint64_t room_size : room_sizes) {
+    const std::uint64_t entry_of_room = room_size > 0 && !had_room_entry ? 12 : 0;
+    const std::uint64_t room_begin = offset + new_directory_size() + entry_of_room;
+    std::uint64_t place = room_begin + room_size;
+    if (place + values > size_limit) continue;
+    if (entries_.size() + (entry_of_room > 0 ? 1 : 0) > UINT16_MAX) return false;
+    if (room_size > 0) set_room_entry({room_begin, room_begin + room_size});
+    std::string tail;
+    for (const homeless_value& value : homeless_) {
+      point_at(value.tag, place);
+      tail += value.bytes;
+      tail.append(value.bytes.size() % 2, '\0');
+      place += even(value.bytes.size());
+    }
+    appended_.append(offset - end_of_block(), '\0');
+    appended_ += directory_bytes();
+    std::string room(room_size, '\0');
+    if (room_size > 0) room.replace(0, room_signature.size(), room_signature);
+    appended_ += room + tail;
+    patches_.push_back({4, u32_bytes(static_cast<std::uint32_t>(offset), order_)});
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::optional<tiff_edit> edit_tiff_block(const tiff_block& block, std::span<const tiff_change> changes,
+                                         tiff_growth growth, std::uint64_t size_limit) {
+  const auto apply_all = [&changes](directory_editor& editor) {
+    return std::all_of(changes.begin(), changes.end(),
+                       [&editor](const tiff_change& change) { return editor.apply(change); });
+  };
+  directory_editor editor(block, new_values::placed);
+  if (!apply_all(editor)) return std::nullopt;
+  directory_editor moved = editor;
+  if (editor.lay_out_in_place()) {
+    tiff_edit edit = editor.result();
+    if (edit.appended.empty() || block.range.size + edit.appended.size() <= size_limit) return edit;
+    return std::nullopt;
+  }
+  if (growth == tiff_growth::at_end) {
+    if (!moved.lay_out_at_end(size_limit)) return std::nullopt;
+    return moved.result();
+  }
+  directory_editor existing(block, new_values::dropped);
+  if (!apply_all(existing) || !existing.lay_out_in_place()) return std::nullopt;
+  return existing.result();
+}
+
+std::string new_tiff_block(std::span<const tiff_change> changes) {
+  using namespace std::string_view_literals;
+  const std::string header("II*\0\0\0\0\0"sv);
+  memory_source source(header);
+  const tiff_block block{{&source, 0, header.size()}, {}};
+  const std::optional<tiff_edit> edit = edit_tiff_block(block, changes, tiff_growth::at_end, UINT32_MAX);
+  if (!edit) return {};
+  std::string bytes = header;
+  for (const splice& patch : edit->patches)
+    bytes.replace(patch.offset, patch.erase, patch.bytes);
+  return bytes + edit->appended;
+}
+
+}  // namespace platform::host::image

@@ -1,0 +1,209 @@
+// WebP (RFC 9649): RIFF chunks, with a VP8X chunk in front that says what else there is. A file of the simple kind,
+// which is one bitstream chunk, gets one when metadata is added.
+#include <algorithm>
+
+#include "platform/host/image/image_container.h"
+#include "platform/host/image/plan_builder.h"
+
+namespace platform::host::image {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::uint64_t first_chunk = 12;  // behind "RIFF", the size and "WEBP"
+constexpr std::size_t most_chunks = 4 * 1024 * 1024;
+constexpr std::size_t largest_metadata = 64 * 1024 * 1024;
+constexpr std::uint64_t largest_riff = 0xfffffffe;
+constexpr std::string_view exif_signature = "Exif\0\0"sv;  // that some writers put in front of the block
+
+constexpr unsigned char xmp_flag = 0x04;
+constexpr unsigned char alpha_flag = 0x10;
+
+struct chunk {
+  std::uint64_t offset = 0;
+  std::string type;
+  std::uint32_t size = 0;
+
+  [[nodiscard]] std::uint64_t data() const { return offset + 8; }
+  [[nodiscard]] std::uint64_t end() const { return data() + size + size % 2; }
+};
+
+struct chunk_list {
+  std::uint64_t end = 0;  ///< of the RIFF; bytes behind it trail
+  chunk first;
+  bool only_one = true;
+  std::optional<chunk> exif;
+  std::optional<chunk> xmp;
+};
+
+// Nothing for a cut file, or one with two chunks of a kind that we change.
+std::optional<chunk_list> list_chunks(byte_source& source) {
+  const std::optional<std::string> head = source.read(0, first_chunk);
+  if (!head) return std::nullopt;
+  chunk_list list;
+  list.end = std::uint64_t{8} + get_u32(*head, 4, byte_order::little);
+  if (list.end > source.size()) return std::nullopt;
+  std::uint64_t at = first_chunk;
+  for (std::size_t i = 0; i < most_chunks && at < list.end; ++i) {
+    const std::optional<std::string> bytes = source.read(at, 8);
+    if (!bytes) return std::nullopt;
+    const chunk next{at, bytes->substr(0, 4), get_u32(*bytes, 4, byte_order::little)};
+    if (next.end() > list.end) return std::nullopt;
+    if (i == 0) list.first = next;
+    list.only_one = i == 0;
+    std::optional<chunk>* slot = next.type == "EXIF" ? &list.exif : next.type == "XMP " ? &list.xmp : nullptr;
+    if (slot != nullptr && slot->has_value()) return std::nullopt;
+    if (slot != nullptr) *slot = next;
+    at = next.end();
+  }
+  if (at != list.end || list.first.type.empty()) return std::nullopt;
+  return list;
+}
+
+std::string chunk_bytes(std::string_view type, std::string_view data) {
+  std::string bytes(type);
+  append_u32(bytes, static_cast<std::uint32_t>(data.size()), byte_order::little);
+  bytes += data;
+  bytes.append(data.size() % 2, '\0');
+  return bytes;
+}
+
+struct canvas {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  bool alpha = false;
+};
+
+// The image's size as its bitstream has it; nothing where that doesn't start as it should.
+std::optional<canvas> canvas_of(byte_source& source, const chunk& bitstream) {
+  constexpr std::uint32_t low_14 = 0x3fff;
+  if (bitstream.type == "VP8 " && bitstream.size >= 10) {  // frame tag, start code, two times 14 bits and a scale
+    const std::optional<std::string> head = source.read(bitstream.data(), 10);
+    if (!head || head->substr(3, 3) != "\x9d\x01\x2a"sv) return std::nullopt;
+    return canvas{get_u16(*head, 6, byte_order::little) & low_14, get_u16(*head, 8, byte_order::little) & low_14,
+                  false};
+  }
+  if (bitstream.type == "VP8L" && bitstream.size >= 5) {  // a signature, two times 14 bits less one, a bit for alpha
+    const std::optional<std::string> head = source.read(bitstream.data(), 5);
+    if (!head || (*head)[0] != '\x2f') return std::nullopt;
+    const std::uint32_t bits = get_u32(*head, 1, byte_order::little);
+    return canvas{(bits & low_14) + 1, ((bits >> 14) & low_14) + 1, ((bits >> 28) & 1) != 0};
+  }
+  return std::nullopt;
+}
+
+std::string extended_header(const canvas& image) {
+  std::string data(1, static_cast<char>(xmp_flag | (image.alpha ? alpha_flag : 0)));
+  data.append(3, '\0');
+  data += u32_bytes(image.width - 1, byte_order::little).substr(0, 3);
+  data += u32_bytes(image.height - 1, byte_order::little).substr(0, 3);
+  return chunk_bytes("VP8X", data);
+}
+
+class webp_container final : public image_container {
+ public:
+  webp_container(byte_source& source, chunk_list chunks)
+      : image_container(container_kind::webp), source_(source), chunks_(std::move(chunks)) {}
+
+  [[nodiscard]] bool read_blocks();
+
+  [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata; }
+  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
+
+ private:
+  [[nodiscard]] bool is_extended() const { return chunks_.first.type == "VP8X"; }
+  [[nodiscard]] bool plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const;
+  [[nodiscard]] bool plan_xmp(plan_builder& plan, const std::string& packet) const;
+
+  byte_source& source_;
+  chunk_list chunks_;
+  std::string flags_;  // the first byte of VP8X
+};
+
+bool webp_container::read_blocks() {
+  if (is_extended()) {
+    std::optional<std::string> flags = source_.read(chunks_.first.data(), 1);
+    if (chunks_.first.size < 10 || !flags) return false;
+    flags_ = std::move(*flags);
+  } else if (!chunks_.only_one || !canvas_of(source_, chunks_.first)) {
+    return false;
+  }
+  if (chunks_.exif) {
+    const chunk& exif = *chunks_.exif;
+    const bool is_prefixed =
+        exif.size >= exif_signature.size() && source_.read(exif.data(), exif_signature.size()) == exif_signature;
+    const std::uint64_t skipped = is_prefixed ? exif_signature.size() : 0;
+    blocks_.exif = read_tiff_block({&source_, exif.data() + skipped, exif.size - skipped});
+    if (!blocks_.exif) return false;
+  }
+  if (!chunks_.xmp) return true;
+  if (chunks_.xmp->size > largest_metadata) return false;
+  std::optional<std::string> text = source_.read(chunks_.xmp->data(), chunks_.xmp->size);
+  if (!text) return false;
+  blocks_.xmp = parse_xmp_packet(std::move(*text));
+  return blocks_.xmp.has_value();
+}
+
+bool webp_container::plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const {
+  std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, fields, tiff_growth::at_end, largest_metadata);
+  if (!edit) return false;
+  const byte_range& block = blocks_.exif->range;
+  for (splice& patch : edit->patches)
+    plan.splice_in(block.begin + patch.offset, patch.erase, std::move(patch.bytes));
+  if (edit->appended.empty()) return true;
+  const chunk& exif = *chunks_.exif;
+  const auto size = static_cast<std::uint32_t>(exif.size + edit->appended.size());
+  plan.replace(exif.offset + 4, u32_bytes(exif.size, byte_order::little), u32_bytes(size, byte_order::little));
+  edit->appended.append(size % 2, '\0');
+  plan.splice_in(block.begin + block.size, exif.size % 2, std::move(edit->appended));
+  return true;
+}
+
+bool webp_container::plan_xmp(plan_builder& plan, const std::string& packet) const {
+  if (packet.size() > xmp_limit()) return false;
+  const std::string bytes = chunk_bytes("XMP ", packet);
+  if (chunks_.xmp) {
+    const std::string old = chunk_bytes("XMP ", blocks_.xmp->text);
+    if (packet.size() == blocks_.xmp->text.size()) {
+      plan.replace(chunks_.xmp->offset, old, bytes);  // the padding byte, whatever it is, is the same in both
+    } else {
+      plan.splice_in(chunks_.xmp->offset, old.size(), bytes);
+    }
+  } else {
+    plan.splice_in(chunks_.end, 0, bytes);
+  }
+  if (!is_extended()) {
+    const std::optional<canvas> image = canvas_of(source_, chunks_.first);
+    if (!image || image->width == 0 || image->height == 0) return false;
+    plan.splice_in(first_chunk, 0, extended_header(*image));
+    return true;
+  }
+  const auto flags = static_cast<unsigned char>(flags_[0] | xmp_flag);
+  plan.replace(chunks_.first.data(), flags_, std::string(1, static_cast<char>(flags)));
+  return true;
+}
+
+std::optional<edit_plan> webp_container::plan(const metadata_edits& edits) const {
+  plan_builder plan;
+  if (blocks_.exif && !plan_exif(plan, edits.fields)) return std::nullopt;
+  if (edits.xmp && !plan_xmp(plan, *edits.xmp)) return std::nullopt;
+  const std::uint64_t old_size = chunks_.end - 8;
+  const std::uint64_t new_size = old_size + static_cast<std::uint64_t>(plan.growth(0, chunks_.end + 1));
+  if (new_size > largest_riff) return std::nullopt;
+  plan.replace(4, u32_bytes(static_cast<std::uint32_t>(old_size), byte_order::little),
+               u32_bytes(static_cast<std::uint32_t>(new_size), byte_order::little));
+  return plan.take();
+}
+
+}  // namespace
+
+std::unique_ptr<image_container> open_webp(byte_source& source) {
+  std::optional<chunk_list> chunks = list_chunks(source);
+  if (!chunks) return nullptr;
+  auto container = std::make_unique<webp_container>(source, std::move(*chunks));
+  if (!container->read_blocks()) return nullptr;
+  return container;
+}
+
+}  // namespace platform::host::image

@@ -1,0 +1,114 @@
+#include "platform/host/imaging.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/host/image/image_file.h"
+#include "platform/host/image/image_metadata.h"
+#include "text/conversions.h"
+
+namespace platform::host {
+
+namespace {
+
+using image::container_kind;
+using image::image_file;
+using image::xmp_change;
+using image::xmp_field;
+
+struct query_root {
+  std::wstring_view text;
+  bool is_of_tiff;
+};
+constexpr query_root query_roots[] = {{L"/xmp/", false}, {L"/ifd/xmp/", true}, {L"/{ushort=700}/", true}};
+
+std::optional<xmp_field> field_of(std::wstring_view query, container_kind kind) {
+  for (const query_root& root : query_roots) {
+    if (root.is_of_tiff != (kind == container_kind::tiff) || !query.starts_with(root.text)) continue;
+    const std::wstring_view name = query.substr(root.text.size());
+    if (name == L"xmp:Rating") return xmp_field::rating;
+    if (name == L"dc:subject") return xmp_field::keywords;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::vector<std::string>> values_of(const property_value& value, xmp_field field) {
+  std::vector<std::string> values;
+  if (image::name_of(field).is_bag) {
+    const auto* list = std::get_if<std::vector<std::wstring>>(&value);
+    if (list == nullptr) return std::nullopt;
+    for (const std::wstring& text : *list)
+      values.push_back(text::utf8_from_wide(text));
+  } else {
+    const auto* number = std::get_if<std::uint32_t>(&value);
+    if (number == nullptr) return std::nullopt;
+    values.push_back(std::to_string(*number));
+  }
+  return values;
+}
+
+class xmp_encoder final : public metadata_encoder {
+ public:
+  xmp_encoder(std::wstring path, container_kind kind) : path_(std::move(path)), kind_(kind) {}
+
+  hresult set(const std::wstring& query, const property_value& value) override {
+    const std::optional<xmp_field> field = field_of(query, kind_);
+    if (!field) return hresult::imaging_property_not_found;
+    std::optional<std::vector<std::string>> values = values_of(value, *field);
+    if (!values) return hresult::invalid_argument;
+    std::erase_if(changes_, [field](const xmp_change& change) { return change.field == *field; });
+    changes_.push_back({*field, std::move(*values)});
+    return hresult::ok;
+  }
+
+  // Reads the file again: an encoder of the same image may have changed it.
+  hresult commit() override {
+    const hresult_result<image_file> file = image::open_image_file(path_, image::file_access::read_write);
+    if (!file) return file.error();
+    std::optional<edit_plan> plan = image::plan_xmp_in_place(*file->container, changes_);
+    if (!plan) return hresult::imaging_too_much_metadata;
+    const win32_result<std::unique_ptr<file_rewrite>> rewrite = file->prepare(std::move(*plan));
+    if (!rewrite) return hresult_from(rewrite.error());
+    return *rewrite ? hresult_from((*rewrite)->commit()) : hresult::ok;
+  }
+
+ private:
+  std::wstring path_;
+  container_kind kind_;
+  std::vector<xmp_change> changes_;
+};
+
+class xmp_decoder final : public image_decoder {
+ public:
+  xmp_decoder(std::wstring path, container_kind kind) : path_(std::move(path)), kind_(kind) {}
+
+  hresult_result<std::unique_ptr<metadata_encoder>> frame_encoder() override { return container_encoder(); }
+  hresult_result<std::unique_ptr<metadata_encoder>> container_encoder() override {
+    return std::unique_ptr<metadata_encoder>(std::make_unique<xmp_encoder>(path_, kind_));
+  }
+
+ private:
+  std::wstring path_;
+  container_kind kind_;
+};
+
+class host_imaging final : public imaging {
+ public:
+  hresult_result<std::unique_ptr<image_decoder>> open(const std::wstring& path) override {
+    const hresult_result<image_file> file = image::open_image_file(path, image::file_access::read_write);
+    if (!file) return file.error();
+    return std::unique_ptr<image_decoder>(std::make_unique<xmp_decoder>(path, file->container->kind()));
+  }
+};
+
+}  // namespace
+
+imaging& imaging_instance() {
+  static host_imaging instance;
+  return instance;
+}
+
+}  // namespace platform::host
