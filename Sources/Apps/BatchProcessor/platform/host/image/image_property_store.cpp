@@ -136,7 +136,7 @@ hresult image_property_store::commit() {
 bool has_image_handler(const std::wstring& path) {
   static constexpr std::wstring_view extensions[] = {L".jpg", L".jpeg", L".jpe",  L".jfif",
                                                      L".png", L".tif",  L".tiff", L".webp"};
-  const std::wstring extension = text::lower_case(paths::extension(path));
+  const std::wstring extension = text::to_lower(paths::extension(path));
   return std::find(std::begin(extensions), std::end(extensions), extension) != std::end(extensions);
 }
 

@@ -190,7 +190,7 @@ std::uint64_t jpeg_container::place_of_xmp() const {
 }
 
 void jpeg_container::set_length(plan_builder& plan, const segment& of, std::size_t payload_size) const {
-  const auto signature_size = static_cast<std::size_t>(of.payload - of.offset - 4);
+  const auto signature_size = of.payload - of.offset - 4;
   const auto length_of = [&](std::uint64_t size) {
     return u16_bytes(static_cast<std::uint16_t>(2 + signature_size + size), byte_order::big);
   };
