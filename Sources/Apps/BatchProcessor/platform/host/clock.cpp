@@ -1,0 +1,33 @@
+#include "platform/host/clock.h"
+
+#include <ctime>
+#include <thread>
+
+#include "platform/host/times.h"
+
+namespace platform::host {
+
+file_time clock::now() {
+  timespec time;
+  // It fails for a clock that doesn't exist, and this one does.
+  ::clock_gettime(CLOCK_REALTIME, &time);
+  return file_time_from(time.tv_sec, time.tv_nsec);
+}
+
+local_time clock::to_local(file_time time) {
+  const timespec since_1970 = timespec_from(time);
+  std::tm parts = {};
+  // Fails for years that have more than 31 bits only, which no file_time reaches.
+  ::localtime_r(&since_1970.tv_sec, &parts);
+  return {parts.tm_year + 1900,
+          parts.tm_mon + 1,
+          parts.tm_mday,
+          parts.tm_hour,
+          parts.tm_min,
+          parts.tm_sec,
+          static_cast<int>(since_1970.tv_nsec / nanoseconds_per_tick)};
+}
+
+void clock::sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
+
+}  // namespace platform::host

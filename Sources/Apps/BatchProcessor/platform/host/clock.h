@@ -1,0 +1,15 @@
+// The host's clock.
+#pragma once
+
+#include "platform/clock.h"
+
+namespace platform::host {
+
+class clock final : public platform::clock {
+ public:
+  file_time now() override;
+  local_time to_local(file_time time) override;
+  void sleep(std::chrono::milliseconds time) override;
+};
+
+}  // namespace platform::host
