@@ -17,6 +17,7 @@ struct errno_row {
 };
 
 constexpr errno_row errno_table[] = {
+    {0, win32_error::success},
     {ENOENT, win32_error::file_not_found},
     {ENOTDIR, win32_error::path_not_found},
     {EACCES, win32_error::access_denied},

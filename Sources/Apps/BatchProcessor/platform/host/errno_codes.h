@@ -8,7 +8,7 @@ namespace platform::host {
 /// What was being done to the data when the call failed: an I/O error has a code for each.
 enum class data_direction { none, reading, writing };
 
-/// The Win32 code of an errno; gen_failure for one that has none.
+/// The Win32 code of an errno: success for 0, gen_failure for one that has none.
 [[nodiscard]] win32_error error_from_errno(int error, data_direction direction = data_direction::none);
 
 /// As above for a call that named a path. A missing name is path_not_found when its folder is missing too.
