@@ -32,6 +32,16 @@ unique_descriptor open_for_change(const std::string& path) { return unique_descr
 // One run for the whole file.
 std::vector<byte_run> whole(std::string_view before, std::string_view after) { return {{0, before, after}}; }
 
+// The same in many runs, which is the easiest to tear.
+std::vector<byte_run> many(std::string_view before, std::string_view after) {
+  std::vector<byte_run> runs;
+  constexpr std::size_t step = page / 2;
+  for (std::size_t at = 0; at < before.size(); at += step) {
+    runs.push_back({at, before.substr(at, step), after.substr(at, step)});
+  }
+  return runs;
+}
+
 struct write_guard_test : testing::Test {
   host_test::temporary_folder folder;
   std::string path = folder.path("file");
@@ -186,14 +196,14 @@ pid_t start_changing(const std::string& path, const std::string& before, const s
     write_guard own;
     const unique_descriptor file = open_for_change(path);
     for (bool told = false;; told = true) {
-      if (own.write(file.get(), whole(before, after)) != win32_error::success) return 1;
-      if (own.write(file.get(), whole(after, before)) != win32_error::success) return 1;
+      if (own.write(file.get(), many(before, after)) != win32_error::success) return 1;
+      if (own.write(file.get(), many(after, before)) != win32_error::success) return 1;
       if (!told && ::write(STDERR_FILENO, "!", 1) != 1) return 1;
     }
   });
 }
 
-constexpr int rounds = 150;
+constexpr int rounds = 100;
 
 void kill_at_random_moments(const std::string& path, const std::string& before, const std::string& after,
                             bool whole_group) {

@@ -43,6 +43,8 @@ struct write_guard::shared_order {
   std::array<char, 2 * most_bytes> bytes;  // of the runs, or the buffer of a copy
 
   [[nodiscard]] int carry_out(std::span<const int> descriptors) noexcept {
+    // Fewer than were sent arrive where this process may have no more open.
+    if (descriptors.size() < (kind == work::write_runs ? 1 : most_descriptors)) return EMFILE;
     if (kind == work::write_runs) return write_runs(descriptors[0], std::span(runs).first(run_count));
     journaled_rewrite here = rewrite;
     here.file = descriptors[0];
@@ -146,9 +148,10 @@ template <class Order>
   close_all_but(socket);
   received given;
   while (receive_descriptors(socket, given)) {
-    order.outcome = given.count == 0 ? EBADF : order.carry_out(std::span(given.descriptors).first(given.count));
-    for (const int descriptor : std::span(given.descriptors).first(given.count))
+    order.outcome = order.carry_out(std::span(given.descriptors).first(given.count));
+    for (const int descriptor : std::span(given.descriptors).first(given.count)) {
       ::close(descriptor);
+    }
     const char word = 0;
     // The other side may be gone, which the next receive tells.
     static_cast<void>(::send(socket, &word, sizeof word, MSG_NOSIGNAL));
@@ -173,8 +176,9 @@ write_guard& write_guard::instance() {
 
 bool write_guard::fits(std::span<const byte_run> runs) {
   std::uint64_t size = 0;
-  for (const byte_run& run : runs)
+  for (const byte_run& run : runs) {
     size += run.new_bytes.size();
+  }
   return runs.size() <= most_runs && size <= most_bytes;
 }
 
@@ -245,12 +249,10 @@ int write_guard::carry_out(std::span<const int> descriptors) {
 
 win32_error write_guard::write(int file, std::span<const byte_run> runs) {
   if (runs.empty()) return win32_error::success;
-  if (runs.size() == 1 && within_one_page(runs[0].offset, runs[0].new_bytes.size()))
+  if (runs.size() == 1 && within_one_page(runs[0].offset, runs[0].new_bytes.size())) {
     return error_from_errno(write_runs(file, runs));
-  std::size_t size = 0;
-  for (const byte_run& run : runs)
-    size += run.new_bytes.size();
-  if (runs.size() > most_runs || size > most_bytes) return win32_error::invalid_parameter;
+  }
+  if (!fits(runs)) return win32_error::invalid_parameter;
 
   const std::lock_guard lock(mutex_);
   if (const int failure = start(); failure != 0) return error_from_errno(failure);

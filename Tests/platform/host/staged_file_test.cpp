@@ -1,0 +1,428 @@
+#include "platform/host/staged_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/xattr.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <random>
+#include <thread>
+
+#include "platform/host/file_bytes.h"
+#include "platform/host/host_files.h"
+#include "platform/host/sibling_files.h"
+#include "platform/host/write_guard.h"
+
+namespace {
+
+using host_test::content;
+using host_test::put;
+using host_test::status_of;
+using platform::win32_error;
+using platform::host::finish_interrupted_rewrite;
+using platform::host::staged_file;
+using platform::host::unique_descriptor;
+using names = std::vector<std::string>;
+
+win32_error replace(const std::string& path, std::string_view bytes) {
+  auto staged = staged_file::create(path);
+  if (!staged) return staged.error();
+  EXPECT_EQ(platform::host::write_at(staged->descriptor(), 0, bytes), 0);
+  return staged->commit();
+}
+
+std::string staging_name(const std::string& path) {
+  return platform::host::staging_path(
+      {path, std::filesystem::exists(path) ? std::optional(status_of(path)) : std::nullopt});
+}
+
+struct staged_file_test : testing::Test {
+  host_test::temporary_folder folder;
+  std::string path = folder.path("file");
+  std::string old = host_test::noise(300'000, 1);
+  std::string fresh = host_test::noise(400'000, 2);
+
+  void SetUp() override { put(path, old); }
+};
+
+TEST_F(staged_file_test, gives_a_new_file_its_name_at_the_commit) {
+  const std::string created = folder.path("new");
+  auto staged = staged_file::create(created);
+  ASSERT_TRUE(staged);
+  ASSERT_EQ(::write(staged->descriptor(), "bytes", 5), 5);
+  EXPECT_EQ(folder.names(), names{"file"});
+  EXPECT_EQ(staged->commit(), win32_error::success);
+  EXPECT_EQ(content(created), "bytes");
+  EXPECT_EQ(folder.names(), (names{"file", "new"}));
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  EXPECT_EQ(status_of(created).st_mode & 07777, 0666 & ~mask);
+}
+
+TEST_F(staged_file_test, never_replaces_a_file_that_came_up_meanwhile) {
+  const std::string created = folder.path("new");
+  auto staged = staged_file::create(created);
+  ASSERT_TRUE(staged);
+  put(created, "someone else's");
+  EXPECT_EQ(staged->commit(), win32_error::file_exists);
+  EXPECT_EQ(content(created), "someone else's");
+}
+
+TEST_F(staged_file_test, keeps_mode_and_owner) {
+  ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
+  const bool superuser = ::geteuid() == 0;
+  if (superuser) {
+    ASSERT_EQ(::chown(path.c_str(), 1234, 2345), 0);
+  }
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
+  EXPECT_EQ(content(path), fresh);
+  EXPECT_EQ(status_of(path).st_mode & 07777, 0640u);
+  if (superuser) {
+    EXPECT_EQ(status_of(path).st_uid, 1234u);
+    EXPECT_EQ(status_of(path).st_gid, 2345u);
+  }
+}
+
+TEST_F(staged_file_test, keeps_extended_attributes) {
+  ASSERT_TRUE(host_test::set_attribute(path, "user.DOSATTRIB", "0x6"));
+  ASSERT_TRUE(host_test::set_attribute(path, "user.binary", std::string_view("\0\xff\n", 3)));
+  ASSERT_TRUE(host_test::set_attribute(path, "user.empty", ""));
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
+  EXPECT_EQ(host_test::attribute(path, "user.DOSATTRIB"), "0x6");
+  EXPECT_EQ(host_test::attribute(path, "user.binary"), std::string("\0\xff\n", 3));
+  EXPECT_EQ(::getxattr(path.c_str(), "user.empty", nullptr, 0), 0);
+}
+
+// An access list in the kernel's form: version 2, then tag, permissions and id of each entry.
+std::string access_list() {
+  struct entry {
+    std::uint16_t tag;
+    std::uint16_t permissions;
+    std::uint32_t id;
+  };
+  constexpr std::uint32_t none = 0xffffffff;
+  const entry entries[] = {{1, 6, none}, {2, 4, 1234}, {4, 4, none}, {0x10, 4, none}, {0x20, 0, none}};
+  const std::uint32_t version = 2;
+  std::string bytes(reinterpret_cast<const char*>(&version), sizeof version);
+  return bytes.append(reinterpret_cast<const char*>(entries), sizeof entries);
+}
+
+TEST_F(staged_file_test, keeps_access_lists) {
+  if (!host_test::set_attribute(path, "system.posix_acl_access", access_list())) {
+    GTEST_SKIP() << "no access lists on this file system";
+  }
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
+  EXPECT_EQ(host_test::attribute(path, "system.posix_acl_access"), access_list());
+  EXPECT_EQ(status_of(path).st_mode & 07777, 0640u);
+}
+
+TEST_F(staged_file_test, replaces_the_target_of_symbolic_links_and_keeps_the_links) {
+  std::filesystem::create_directory(folder.path("folder"));
+  std::filesystem::create_symlink("../file", folder.path("folder/link"));
+  std::filesystem::create_symlink(folder.path("folder/link"), folder.path("link"));
+  EXPECT_EQ(replace(folder.path("link"), fresh), win32_error::success);
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link")));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("folder/link")));
+  EXPECT_EQ(content(path), fresh);
+}
+
+TEST_F(staged_file_test, creates_the_target_of_a_dangling_link) {
+  std::filesystem::create_symlink("target", folder.path("link"));
+  EXPECT_EQ(replace(folder.path("link"), fresh), win32_error::success);
+  EXPECT_EQ(content(folder.path("target")), fresh);
+}
+
+TEST_F(staged_file_test, a_loop_of_links_is_an_error) {
+  std::filesystem::create_symlink("b", folder.path("a"));
+  std::filesystem::create_symlink("a", folder.path("b"));
+  EXPECT_FALSE(staged_file::create(folder.path("a")));
+}
+
+TEST_F(staged_file_test, is_refused_for_what_is_no_file) {
+  std::filesystem::create_directory(folder.path("folder"));
+  EXPECT_EQ(staged_file::create(folder.path("folder")).error(), win32_error::access_denied);
+  ASSERT_EQ(::mkfifo(folder.path("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(staged_file::create(folder.path("pipe")).error(), win32_error::access_denied);
+  EXPECT_EQ(staged_file::create(folder.path("missing/file")).error(), win32_error::path_not_found);
+}
+
+TEST_F(staged_file_test, is_refused_in_a_read_only_folder_and_for_a_read_only_file) {
+  std::filesystem::permissions(folder.folder(), std::filesystem::perms(0777));
+  const pid_t child = host_test::start_child([this] {
+    if (::geteuid() == 0 && ::seteuid(65534) != 0) return 2;
+    return staged_file::create(path).error() == win32_error::access_denied ? 0 : 1;
+  });
+  EXPECT_EQ(host_test::wait_for(child), 0);
+  std::filesystem::permissions(path, std::filesystem::perms(0666));
+  std::filesystem::permissions(folder.folder(), std::filesystem::perms(0555));
+  const pid_t other = host_test::start_child([this] {
+    if (::geteuid() == 0 && ::seteuid(65534) != 0) return 2;
+    return staged_file::create(path).error() == win32_error::access_denied ? 0 : 1;
+  });
+  EXPECT_EQ(host_test::wait_for(other), 0);
+}
+
+TEST_F(staged_file_test, another_owner_s_file_is_rewritten_in_place_where_the_owner_can_t_be_kept) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs the superuser to make a file of another owner";
+  std::filesystem::permissions(folder.folder(), std::filesystem::perms(0777));
+  std::filesystem::permissions(path, std::filesystem::perms(0666));
+  const pid_t child = host_test::start_child([this] {
+    if (::seteuid(65534) != 0) return 2;
+    return replace(path, fresh) == win32_error::success ? 0 : 1;
+  });
+  EXPECT_EQ(host_test::wait_for(child), 0);
+  EXPECT_EQ(content(path), fresh);
+  EXPECT_EQ(status_of(path).st_uid, 0u);
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+TEST_F(staged_file_test, dropping_it_leaves_nothing) {
+  {
+    auto staged = staged_file::create(path);
+    ASSERT_TRUE(staged);
+    ASSERT_EQ(::write(staged->descriptor(), "x", 1), 1);
+  }
+  EXPECT_EQ(content(path), old);
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+TEST_F(staged_file_test, a_file_replaced_by_someone_else_meanwhile_is_left_to_them) {
+  auto staged = staged_file::create(path);
+  ASSERT_TRUE(staged);
+  put(folder.path("other"), "newer");
+  std::filesystem::rename(folder.path("other"), path);
+  EXPECT_EQ(staged->commit(), win32_error::sharing_violation);
+  EXPECT_EQ(content(path), "newer");
+}
+
+TEST_F(staged_file_test, a_leftover_of_a_kill_is_replaced) {
+  put(staging_name(path), "half of some");
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
+  EXPECT_EQ(content(path), fresh);
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+TEST_F(staged_file_test, a_leftover_is_removed_by_the_next_open) {
+  put(staging_name(path), "half of some");
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  EXPECT_EQ(content(path), old);
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+TEST_F(staged_file_test, a_link_in_the_leftover_s_place_is_not_followed) {
+  put(folder.path("victim"), "precious");
+  std::filesystem::create_symlink("victim", staging_name(path));
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
+  EXPECT_EQ(content(folder.path("victim")), "precious");
+  EXPECT_EQ(content(path), fresh);
+}
+
+TEST_F(staged_file_test, another_process_in_the_middle_of_it_is_not_disturbed) {
+  const std::string staging = staging_name(path);
+  put(staging, "work of another process");
+  const unique_descriptor other(::open(staging.c_str(), O_RDWR));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  EXPECT_EQ(replace(path, fresh), win32_error::sharing_violation);
+  EXPECT_EQ(content(staging), "work of another process");
+  EXPECT_EQ(content(path), old);
+}
+
+TEST_F(staged_file_test, a_write_beyond_the_limit_changes_nothing) {
+  const pid_t child = host_test::start_child([this] {
+    const rlimit limit{200'000, 200'000};
+    ::signal(SIGXFSZ, SIG_IGN);
+    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return 2;
+    auto staged = staged_file::create(path);
+    if (!staged) return 3;
+    return platform::host::write_at(staged->descriptor(), 0, fresh) != 0 ? 0 : 1;
+  });
+  EXPECT_EQ(host_test::wait_for(child), 0);
+  EXPECT_EQ(content(path), old);
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+// A file system of its own, gone with the test.
+class small_file_system {
+ public:
+  explicit small_file_system(const char* options) {
+    mounted_ = ::mount("none", folder_.folder().c_str(), "tmpfs", 0, options) == 0;
+  }
+  ~small_file_system() {
+    if (mounted_) ::umount2(folder_.folder().c_str(), MNT_DETACH);
+  }
+  [[nodiscard]] bool mounted() const { return mounted_; }
+  [[nodiscard]] const host_test::temporary_folder& folder() const { return folder_; }
+
+ private:
+  host_test::temporary_folder folder_;
+  bool mounted_ = false;
+};
+
+TEST_F(staged_file_test, a_file_system_without_room_refuses_and_keeps_the_file) {
+  const small_file_system disk("size=512k");
+  if (!disk.mounted()) GTEST_SKIP() << "this machine doesn't allow mounting";
+  const std::string full = disk.folder().path("file");
+  put(full, old);
+  {
+    auto staged = staged_file::create(full);
+    ASSERT_TRUE(staged);
+    EXPECT_EQ(staged->reserve(fresh.size()), win32_error::disk_full);
+    EXPECT_NE(platform::host::write_at(staged->descriptor(), 0, fresh), 0);
+  }
+  EXPECT_EQ(content(full), old);
+  EXPECT_EQ(disk.folder().names(), names{"file"});
+}
+
+TEST_F(staged_file_test, a_hard_linked_file_on_a_full_disk_keeps_its_content) {
+  const small_file_system disk("size=1M");
+  if (!disk.mounted()) GTEST_SKIP() << "this machine doesn't allow mounting";
+  const std::string full = disk.folder().path("file");
+  put(full, old);
+  std::filesystem::create_hard_link(full, disk.folder().path("second"));
+  // Room for the new content, not for the journal.
+  EXPECT_EQ(replace(full, fresh), win32_error::disk_full);
+  EXPECT_EQ(content(full), old);
+  EXPECT_EQ(disk.folder().names(), (names{"file", "second"}));
+}
+
+struct hard_linked_file_test : staged_file_test {
+  std::string second = folder.path("second");
+
+  void SetUp() override {
+    staged_file_test::SetUp();
+    std::filesystem::create_hard_link(path, second);
+  }
+
+  [[nodiscard]] std::string journal() const { return platform::host::journal_path(path, status_of(path).st_ino); }
+
+  // A journal as a run leaves it that was cut short: new content, old content, trailer.
+  void leave_journal() const {
+    std::string trailer = "qb restore v1\n";
+    trailer.resize(16, '\0');
+    for (const std::uint64_t number :
+         {std::uint64_t{status_of(path).st_ino}, std::uint64_t{fresh.size()}, std::uint64_t{old.size()}}) {
+      trailer.append(reinterpret_cast<const char*>(&number), sizeof number);
+    }
+    put(journal(), fresh + old + trailer);
+  }
+
+  void expect_whole(const std::string& bytes) const {
+    EXPECT_EQ(content(path), bytes);
+    EXPECT_EQ(content(second), bytes);
+    EXPECT_EQ(status_of(path).st_nlink, 2u);
+    EXPECT_EQ(folder.names(), (names{"file", "second"}));
+  }
+};
+
+TEST_F(hard_linked_file_test, is_rewritten_behind_all_its_names) {
+  ASSERT_TRUE(host_test::set_attribute(path, "user.kept", "yes"));
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
+  expect_whole(fresh);
+  EXPECT_EQ(replace(second, old.substr(0, 1000)), win32_error::success);
+  expect_whole(old.substr(0, 1000));
+  EXPECT_EQ(host_test::attribute(second, "user.kept"), "yes");
+}
+
+TEST_F(hard_linked_file_test, that_was_torn_gets_its_new_content_at_the_next_open) {
+  leave_journal();
+  put(path, fresh.substr(0, 8192) + old.substr(8192));
+  EXPECT_EQ(finish_interrupted_rewrite(second), win32_error::success);
+  expect_whole(fresh);
+}
+
+TEST_F(hard_linked_file_test, that_was_torn_while_it_grew_gets_its_new_content) {
+  leave_journal();
+  put(path, fresh.substr(0, 350'000));
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  expect_whole(fresh);
+}
+
+TEST_F(hard_linked_file_test, that_was_not_yet_touched_gets_its_new_content) {
+  leave_journal();
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  expect_whole(fresh);
+}
+
+TEST_F(hard_linked_file_test, that_someone_changed_since_is_left_alone_and_the_copy_set_aside) {
+  leave_journal();
+  put(path, "newer bytes");
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  EXPECT_EQ(content(path), "newer bytes");
+  EXPECT_EQ(content(path + ".recovered"), fresh);
+  EXPECT_EQ(folder.names(), (names{"file", "file.recovered", "second"}));
+}
+
+TEST_F(hard_linked_file_test, is_not_blocked_by_a_journal_of_nonsense) {
+  for (const std::string& nonsense : {std::string(), std::string("x"), host_test::noise(1000, 3)}) {
+    put(journal(), nonsense);
+    EXPECT_EQ(replace(path, fresh), win32_error::success);
+    expect_whole(fresh);
+  }
+}
+
+TEST_F(hard_linked_file_test, with_a_journal_of_lying_sizes_is_left_alone) {
+  leave_journal();
+  std::string bytes = content(journal());
+  bytes.replace(bytes.size() - 8, 8, 8, '\xff');
+  put(journal(), bytes);
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  expect_whole(old);
+}
+
+TEST_F(hard_linked_file_test, of_another_user_s_journal_is_left_alone) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs the superuser to make a file of another owner";
+  leave_journal();
+  ASSERT_EQ(::chown(journal().c_str(), 1234, 1234), 0);
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  EXPECT_EQ(content(path), old);
+}
+
+TEST_F(hard_linked_file_test, that_another_process_rewrites_now_is_a_sharing_violation) {
+  leave_journal();
+  const unique_descriptor other(::open(journal().c_str(), O_RDWR));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::sharing_violation);
+  EXPECT_EQ(content(path), old);
+}
+
+TEST_F(hard_linked_file_test, is_whole_again_after_program_and_helper_were_killed_at_any_moment) {
+  std::minstd_rand random(11);
+  for (int round = 0; round < 40; ++round) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    const unique_descriptor reading(ends[0]);
+    const pid_t child = host_test::start_child([&] {
+      for (bool told = false;; told = true) {
+        if (replace(path, old) != win32_error::success || replace(path, fresh) != win32_error::success) return 1;
+        const pid_t helper = platform::host::write_guard::instance().helper();
+        if (!told && ::write(ends[1], &helper, sizeof helper) != sizeof helper) return 1;
+      }
+    });
+    ::close(ends[1]);
+    pid_t helper = 0;
+    ASSERT_EQ(::read(reading.get(), &helper, sizeof helper), static_cast<ssize_t>(sizeof helper));
+    ASSERT_NE(helper, 0);
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20'000));
+    // Stopped first, so that it doesn't finish for the helper.
+    ASSERT_EQ(::kill(child, SIGSTOP), 0);
+    ASSERT_EQ(::kill(helper, SIGKILL), 0);
+    ASSERT_EQ(::kill(child, SIGKILL), 0);
+    ASSERT_EQ(host_test::wait_for(child), -1);
+    ASSERT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+    const std::string now = content(path);
+    ASSERT_TRUE(now == old || now == fresh) << "torn in round " << round;
+    expect_whole(now);
+  }
+}
+
+}  // namespace
