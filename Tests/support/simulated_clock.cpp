@@ -42,7 +42,7 @@ platform::local_time simulated_clock::to_local(platform::file_time time) {
 }
 
 void simulated_clock::sleep(std::chrono::milliseconds time) {
-  const auto guard = calls_.record("sleep", text::format("{}", time.count()));
+  const auto guard = calls_.record("sleep", text::format("{} ms", time.count()));
   sleeps_.push_back(time);
   advance(time);
 }

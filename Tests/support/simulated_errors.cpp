@@ -33,8 +33,10 @@ std::optional<std::wstring> simulated_errors::text_of(std::uint32_t code) {
   return found->second;
 }
 
-void simulated_errors::set_text(win32_error code, std::wstring text) { texts_[code_of(code)] = std::move(text); }
+void simulated_errors::set_text(std::uint32_t code, std::wstring text) { texts_[code] = std::move(text); }
 
-void simulated_errors::set_text(hresult code, std::wstring text) { texts_[code_of(code)] = std::move(text); }
+void simulated_errors::set_text(win32_error code, std::wstring text) { set_text(code_of(code), std::move(text)); }
+
+void simulated_errors::set_text(hresult code, std::wstring text) { set_text(code_of(code), std::move(text)); }
 
 }  // namespace support

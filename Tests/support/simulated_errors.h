@@ -17,6 +17,7 @@ class simulated_errors final : public platform::error_texts {
   std::optional<std::wstring> text_of(std::uint32_t code) override;
 
   /// For tests.
+  void set_text(std::uint32_t code, std::wstring text);
   void set_text(platform::win32_error code, std::wstring text);
   void set_text(platform::hresult code, std::wstring text);
 
