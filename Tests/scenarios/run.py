@@ -4,7 +4,7 @@
     Tests/scenarios/run.py --machine host|windows --executable PATH [NAME]...
 
 NAME picks test files (job_file_test), classes (job_file_test.bad_jobs) or tests; without one all run. Each file runs in
-a process of its own, on the host two at a time; under Wine one after the other, since they share its prefix.
+a process of its own, as many at a time as there are cores.
 The last line is "N passed, N failed, N skipped".
 """
 import argparse
@@ -66,8 +66,7 @@ def main():
         by_module.setdefault(name.split(".")[0], []).append(name)
 
     passed = failed = skipped = 0
-    at_once = os.cpu_count() if arguments.machine == "host" else 1
-    with concurrent.futures.ThreadPoolExecutor(at_once) as pool:
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for name, result in pool.map(lambda item: start_module(arguments, *item), by_module.items()):
             print(f"{name}: {result['passed']} passed, {result['failed']} failed, {len(result['skipped'])} skipped"
                   f" ({result['seconds']:.1f} s)")

@@ -5,9 +5,7 @@ A run gets local application data of its own, so that no test sees another one's
 import dataclasses
 import os
 import pathlib
-import shutil
 import subprocess
-import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 FAMILY = pathlib.Path("Larkspur Forge LLC", "Tessel Works Kit")
@@ -41,6 +39,11 @@ class machine:
     def default_settings(self):
         return self.executable.parent / "Content" / "Configurations" / "Settings.json"
 
+    def prepare(self, folder):
+        """Gives the next runs local application data of their own, below `folder`."""
+        self.data = folder / "data"
+        self.data.mkdir()
+
     def run(self, *arguments, seconds=SECONDS_FOR_ONE_RUN, **changes):
         """Runs the program without a terminal and waits for it, and for every process that holds its streams."""
         ran = subprocess.run(self.command(*arguments), env=self.environment(**changes), stdin=subprocess.DEVNULL,
@@ -56,11 +59,6 @@ class host_machine(machine):
     """This machine."""
     name = "host"
 
-    def prepare(self, folder):
-        """Gives the next runs local application data of their own, below `folder`."""
-        self.data = folder / "data"
-        self.data.mkdir()
-
     def command(self, *arguments):
         return [str(self.executable), *map(str, arguments)]
 
@@ -75,26 +73,14 @@ class host_machine(machine):
 
 
 class windows_machine(machine):
-    """Windows, as Wine has it: drive Z: is the root of this machine. All runs share one Wine prefix, which
-    scripts/wine_run makes; its local application data is emptied before each test."""
+    """Windows, as Wine has it: drive Z: is the root of this machine."""
     name = "windows"
-
-    def prepare(self, folder):
-        prefix = pathlib.Path(os.environ.get("WINEPREFIX", ROOT / "build" / "wine-prefix"))
-        users = [user for user in (prefix / "drive_c" / "users").glob("*") if user.name != "Public"]
-        if not users:
-            subprocess.run([*self.command(), "cmd.exe", "/c", "ver"], stdout=subprocess.DEVNULL, check=False)
-            users = [user for user in (prefix / "drive_c" / "users").glob("*") if user.name != "Public"]
-        if not users:
-            sys.exit(f"scripts/wine_run has made no Wine prefix at {prefix}")
-        self.data = users[0] / "AppData" / "Local"
-        shutil.rmtree(self.data / FAMILY.parts[0], ignore_errors=True)
 
     def command(self, *arguments):
         return [str(ROOT / "scripts" / "wine_run"), str(self.executable), *map(str, arguments)]
 
     def environment(self, **changes):
-        return {**os.environ, "LANG": "C.UTF-8", **changes}
+        return {**os.environ, "BATCH_PROCESSOR_LOCAL_APP_DATA": self.path(self.data), **changes}
 
     def path(self, path):
         return "Z:" + str(path).replace("/", "\\")

@@ -1,0 +1,112 @@
+"""A full disk: the file keeps its old content, the person is told, and the program ends."""
+import json
+import os
+import subprocess
+
+from support import pictures
+from support.scenario import job_document, scenario
+
+
+class full_disk(scenario):
+    def setUp(self):
+        super().setUp()
+        self.only_on("host", "under Wine no metadata is written")
+        self.disk = self.folder / "disk"
+        self.disk.mkdir()
+        image = self.folder / "disk.img"
+        with open(image, "wb") as file:
+            file.truncate(24 << 20)
+        made = subprocess.run(["/sbin/mkfs.ext4", "-q", "-m", "0", str(image)], stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL).returncode
+        mounted = made == 0 and subprocess.run(["mount", "-o", "loop", str(image), str(self.disk)],
+                                               stderr=subprocess.DEVNULL).returncode == 0
+        if not mounted:
+            self.skipTest("this machine mounts no file system; unit tests stand in for it with injected faults")
+        self.addCleanup(subprocess.run, ["umount", str(self.disk)], check=True)
+
+    def fill(self):
+        with open(self.disk / "filler", "wb", buffering=0) as file:
+            try:
+                for size in (1 << 16, 1 << 10, 1):
+                    try:
+                        while True:
+                            file.write(b"\0" * size)
+                    except OSError:
+                        continue
+            finally:
+                os.fsync(file.fileno())
+
+    def rate(self, paths, seconds=60):
+        job = self.folder / "job.json"
+        job.write_text(json.dumps(job_document("set_rating", "4", [str(path) for path in paths])))
+        outcome = self.run_program(job, seconds=seconds)
+        self.assertEqual(outcome.exit_code, 0)
+        self.assertFalse(job.exists())
+        return outcome
+
+    def rating_of(self, path):
+        read = subprocess.run(["exiftool", "-s3", "-n", "-XMP:Rating", path], stdout=subprocess.PIPE, text=True, check=True)
+        return read.stdout.strip()
+
+    def check(self, path):
+        before = path.read_bytes()
+        self.fill()
+        outcome = self.rate([path])
+        if path.read_bytes() == before:
+            stored_beside = "user.baloo.rating" in os.listxattr(path)
+            self.assertTrue(stored_beside or "Error processing\n" in outcome.standard_error,
+                            "neither stored nor told: " + outcome.standard_error)
+        else:
+            self.assertEqual(self.rating_of(path), "4")
+        self.assertEqual(sorted(os.listdir(self.disk)), sorted(["filler", "lost+found", path.name]))
+        (self.disk / "filler").unlink()
+        self.rate([path])
+        self.assertEqual(self.rating_of(path), "4")
+
+    def test_a_picture(self):
+        self.check(pictures.picture(self.disk / "a.jpg", "-quality", "95", size="1200x900"))
+
+    def test_a_hard_linked_picture(self):
+        path = pictures.picture(self.disk / "a.jpg", "-quality", "95", size="1200x900")
+        os.link(path, self.folder / "disk" / "b.jpg")
+        before = path.read_bytes()
+        self.fill()
+        self.rate([path])
+        self.assertTrue(path.read_bytes() == before or self.rating_of(path) == "4")
+        self.assertTrue(os.path.samefile(path, self.disk / "b.jpg"))
+        self.assertEqual(sorted(os.listdir(self.disk)), ["a.jpg", "b.jpg", "filler", "lost+found"])
+
+    def test_an_mp3(self):
+        path = pictures.sound(self.disk / "a.mp3", "-id3v2_version", "3")
+        before = path.read_bytes()
+        self.fill()
+        outcome = self.rate([path])
+        if path.read_bytes() == before:
+            self.assertTrue("user.baloo.rating" in os.listxattr(path)
+                            or "Error processing\n" in outcome.standard_error, outcome.standard_error)
+
+    def test_a_changed_rating_needs_no_room(self):
+        path = pictures.picture(self.disk / "a.jpg", size="1200x900")
+        self.rate([path])
+        subprocess.run(["exiftool", "-q", "-overwrite_original", "-XMP:Rating=1", path], check=True)
+        self.rate([path])
+        pictures.exiftool(path, "-n", "-XMP:Rating=4")
+        self.rate([path])
+        self.fill()
+        job = self.folder / "job.json"
+        job.write_text(json.dumps(job_document("set_rating", "2", [str(path)])))
+        outcome = self.run_program(job)
+        self.assertEqual((outcome.exit_code, outcome.standard_error), (0, ""))
+        self.assertEqual(self.rating_of(path), "2")
+
+    def test_settings_and_log_on_a_full_disk(self):
+        data = self.disk / "data"
+        data.mkdir()
+        self.machine.data = data
+        path = self.write("a.txt", "text")
+        self.fill()
+        job = self.folder / "job.json"
+        job.write_text(json.dumps(job_document("set_rating", "4", [str(path)] * 25)))
+        outcome = self.run_program(job)
+        self.assertIsNotNone(outcome.exit_code)
+        self.assertEqual(path.read_text(), "text")

@@ -1,0 +1,131 @@
+"""The program is killed hundreds of times in the middle of its work: every file is all old or all new each time, and the
+next run gets everything done."""
+import json
+import os
+import pathlib
+import random
+import shutil
+import subprocess
+import time
+
+from support import pictures
+from support.scenario import job_document, scenario
+
+SEED = 20260301
+KILLS = 300
+SECONDS = 90  # after which no further kill is begun
+
+
+class killed_runs(scenario):
+    def setUp(self):
+        super().setUp()
+        self.only_on("host", "under Wine no metadata is written, so nothing could be cut off")
+        self.old = self.folder / "old"
+        self.old.mkdir()
+        self.make_files(self.old)
+        self.work = self.folder / "work"
+        subprocess.run(["cp", "-a", str(self.old), str(self.work)], check=True)
+        self.items = [str(self.work / name) for name in sorted(os.listdir(self.old))]
+        random.Random(SEED).shuffle(self.items)
+
+    @staticmethod
+    def make_files(folder):
+        small = pictures.picture(folder / "small 0.jpg", size="320x240")
+        pictures.exiftool(small, "-IFD0:Make=Some Maker", "-XMP-dc:Title=A title")
+        large = pictures.picture(folder / "large 0.jpg", "-quality", "96", size="2400x1800")
+        for number in range(1, 8):
+            shutil.copy(small, folder / f"small {number}.jpg")
+        shutil.copy(large, folder / "large 1.jpg")
+        for number in (0, 1):
+            shutil.copy(large, folder / f"linked {number}.jpg")
+            os.link(folder / f"linked {number}.jpg", folder / f"linked {number} too.jpg")
+        pictures.picture(folder / "a.png", size="400x300")
+        pictures.picture(folder / "a.tif", "-compress", "None", size="800x600")
+        pictures.picture(folder / "a.webp", size="320x240")
+        pictures.sound(folder / "a.mp3", "-id3v2_version", "3", "-metadata", "title=A title")
+        os.link(folder / "a.mp3", folder / "linked.mp3")
+        pictures.video(folder / "a.mp4")
+        for number in range(3):
+            (folder / f"{number}.txt").write_text("text")
+
+    @staticmethod
+    def state(path):
+        """All that a run changes of a file."""
+        attributes = {name: os.getxattr(path, name) for name in os.listxattr(path)}
+        return pathlib.Path(path).read_bytes(), sorted(attributes.items())
+
+    def states(self, folder):
+        return {name: self.state(folder / name) for name in os.listdir(folder)}
+
+    def start(self, stars):
+        job = self.folder / "job.json"
+        job.write_text(json.dumps(job_document("set_rating", str(stars), self.items)))
+        return subprocess.Popen(self.machine.command(job), env=self.machine.environment(), stdin=subprocess.DEVNULL,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+
+    def run_to_the_end(self, stars):
+        begin = time.monotonic()
+        with self.start(stars) as program:
+            self.assertEqual(program.stderr.read(), b"")
+        self.assertEqual(program.returncode, 0)
+        return time.monotonic() - begin
+
+    def run_and_kill(self, stars, seconds):
+        with self.start(stars) as program:
+            time.sleep(seconds)
+            program.kill()
+            program.stderr.read()  # ends when whoever finishes a write in flight is done as well
+
+    def back_to(self, states):
+        """Puts the bytes and attributes of a state back, behind the names and links as they are."""
+        for name in set(os.listdir(self.work)) - set(states):
+            (self.work / name).unlink()
+        for name, (content, attributes) in states.items():
+            path = self.work / name
+            if not path.exists() or self.state(path) != (content, attributes):
+                path.write_bytes(content)
+                for attribute in os.listxattr(path):
+                    os.removexattr(path, attribute)
+                for attribute, value in attributes:
+                    os.setxattr(path, attribute, value)
+
+    def kill_again_and_again(self, before, stars, kills):
+        """Kills runs that lead from the state `before` to another one, at random moments."""
+        chance = random.Random(SEED)
+        self.back_to(before)
+        duration = self.run_to_the_end(stars)
+        after = self.states(self.work)
+        self.assertEqual(set(after), set(before))
+        for name in before:
+            self.assertNotEqual(after[name], before[name], f"{name} did not change")
+        changed = cut = 0
+        end = time.monotonic() + SECONDS / 2
+        for kill in range(kills):
+            if time.monotonic() > end:
+                break
+            self.back_to(before)
+            self.run_and_kill(stars, chance.uniform(0, 1.1 * duration))
+            now = self.states(self.work)
+            for name in before:
+                self.assertIn(name, now, f"kill {kill}: {name} is gone")
+                if now[name] != before[name] and now[name] != after[name]:
+                    self.fail(f"kill {kill}: {name} is neither all old nor all new: {len(now[name][0])} bytes, "
+                              f"attributes {now[name][1]}")
+            for first, second in (("linked 0.jpg", "linked 0 too.jpg"), ("a.mp3", "linked.mp3")):
+                self.assertTrue(os.path.samefile(self.work / first, self.work / second), f"kill {kill}: {first}")
+            done = sum(now[name] == after[name] for name in before)
+            changed += done
+            cut += 0 < done < len(before)
+        self.assertGreater(cut, kill / 5, "too few of the kills came in the middle of the work")
+        self.run_to_the_end(stars)
+        self.assertEqual(self.states(self.work), after, "the run behind the kills left something else")
+        return after
+
+    def test_first_ratings_and_changed_ratings(self):
+        rated = self.kill_again_and_again(self.states(self.old), 3, KILLS // 2)
+        self.kill_again_and_again(rated, 5, KILLS // 2)
+        for path in self.items:
+            if path.endswith((".jpg", ".png", ".tif", ".webp")):
+                read = subprocess.run(["exiftool", "-s3", "-Warning", "-Error", "-XMP:Rating", path],
+                                      stdout=subprocess.PIPE, text=True, check=True)
+                self.assertEqual(read.stdout.split("\n"), ["5", ""], path)
