@@ -97,5 +97,6 @@ class damaged_files(settings_scenario):
     def test_a_folder_that_can_t_be_made(self):
         (self.machine.data / FAMILY).mkdir(parents=True)
         (self.machine.data / FAMILY / "High Level Settings").write_bytes(b"in the way")
-        outcome = self.run_that_reads_settings()
-        self.assertEqual(outcome.standard_error, "")
+        item = self.write("a.unknown")
+        self.assertEqual(self.run_job("set_rating", "4", [item]).standard_error, "")
+        self.assert_logged("INFO", f"Set Rating: Skipping file {self.machine.path(item)}. Unsupported filetype .unknown")

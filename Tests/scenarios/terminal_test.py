@@ -1,5 +1,7 @@
 """A person at a terminal: the progress line, pause, cancel, and questions with an answer of one letter."""
 import os
+import subprocess
+import termios
 import time
 
 from support import logs, texts
@@ -15,10 +17,13 @@ class terminal_scenario(scenario):
         super().setUp()
         self.only_on("host", "a Windows program under Wine has no terminal of this machine")
 
-    def start(self, action, paths, **options):
+    def start(self, action, paths):
         self.job = self.write_job(action, "4", paths)
+        return self.start_job()
+
+    def start_job(self, **options):
         run = terminal_run(self.machine.command(self.job), self.machine.environment(TERM="xterm"), **options)
-        self.addCleanup(run.__exit__)
+        self.addCleanup(run.close)
         return run
 
     def start_long(self):
@@ -32,23 +37,29 @@ class terminal_scenario(scenario):
 
 
 class progress_line(terminal_scenario):
-    def test_shows_status_and_percent_from_20_items_on(self):
-        run = self.start("set_rating", [self.folder / "a.x"] * 20)
+    def test_shows_percent_bar_and_status(self):
+        run = self.start_long()
+        self.assertTrue(run.wait_for(f"Processing {MANY} files"), run.shown)
+        self.assertRegex(run.shown, r"\[=* *\] +7%  Processing")
+
+    def test_is_redrawn_in_place_and_never_reaches_100(self):
+        run = self.start("set_rating", [self.folder / "a.x"] * 200_000)
         self.assertEqual(run.wait(), 0)
-        self.assertIn("Processing 20 files", run.shown)
-        self.assertIn("96%", run.shown)
+        self.assertNotIn("\n", run.shown)
+        self.assertGreater(run.shown.count("\r"), 3)
         self.assertNotIn("100%", run.shown)
 
-    def test_is_redrawn_in_place(self):
-        run = self.start("set_rating", [self.folder / "a.x"] * 200)
+    def test_leaves_an_empty_line(self):
+        run = self.start("set_rating", [self.folder / "a.x"] * 200_000)
         self.assertEqual(run.wait(), 0)
-        self.assertGreater(run.shown.count("\r"), 0)
-        self.assertLess(run.shown.count("\n"), 3)
+        self.assertTrue(run.shown.endswith("\r\x1b[K"), run.shown[-100:])
 
     def test_fits_a_narrow_terminal(self):
-        run = self.start("set_rating", [self.folder / "a.x"] * 200, columns=20)
+        self.job = self.write_job("set_rating", "4", [self.folder / "a.x"] * 200_000)
+        run = self.start_job(columns=40)
         self.assertEqual(run.wait(), 0)
-        self.assertLess(run.shown.count("\n"), 3)
+        lines = [line.replace("\x1b[K", "") for line in run.shown.split("\r")]
+        self.assertEqual([line for line in lines if len(line) >= 40], [])
 
     def test_nothing_is_shown_below_the_threshold(self):
         run = self.start("set_rating", [self.folder / "a.x"] * 19)
@@ -86,8 +97,7 @@ class pause_and_cancel(terminal_scenario):
 
     def test_a_second_control_c_ends_the_process(self):
         self.job = self.write_raw_job(b'{"version":"1","x":[' + b"1," * 100_000_000 + b'1],"job":{}}')
-        run = terminal_run(self.machine.command(self.job), self.machine.environment(TERM="xterm"))
-        self.addCleanup(run.__exit__)
+        run = self.start_job()
         time.sleep(0.3)  # the job is being read, which nothing interrupts
         run.type(CONTROL_C)
         time.sleep(0.1)
@@ -110,7 +120,7 @@ class questions(terminal_scenario):
         self.assertTrue(run.wait_for("Failed to download the file."), run.shown)
         self.assertIsNone(run.wait(1), "ended without an answer")
         self.assertIn(texts.error_prompt(str(item), "Failed to download the file."), run.shown)
-        run.type("\r")
+        run.type("o")
         self.assertEqual(run.wait(), 0)
 
     def test_an_answer_for_all_silences_the_same_message(self):
@@ -129,7 +139,7 @@ class questions(terminal_scenario):
         run = self.start("set_rating", items)
         for number in range(3):
             self.assertTrue(run.wait_for(f"{number}.jpg"), run.shown)
-            run.type("\r")
+            run.type("o")
         self.assertEqual(run.wait(), 0)
         self.assertEqual(run.shown.count("Failed to download the file."), 3)
 
@@ -139,7 +149,7 @@ class questions(terminal_scenario):
             end = time.monotonic() + 20
             while run.shown.count(texts.UNEXPECTED_ACTION_PROMPT) < count and time.monotonic() < end:
                 run.read(0.1)
-            run.type("\r")
+            run.type("o")
         self.assertEqual(run.wait(), 0)
         self.assertEqual(run.shown.count(texts.UNEXPECTED_ACTION_PROMPT), 2)
 
@@ -154,21 +164,14 @@ class questions(terminal_scenario):
         self.assertFalse(self.job.exists())
 
 
-class terminal_is_left_as_it_was(terminal_scenario):
-    def attributes_after(self, *keys):
-        import termios
-        master, slave = os.openpty()
-        before = termios.tcgetattr(slave)
+class the_terminal_itself(terminal_scenario):
+    def test_is_left_as_it_was(self):
+        controller, device = os.openpty()
+        self.addCleanup(os.close, controller)
+        self.addCleanup(os.close, device)
+        before = termios.tcgetattr(device)
         job = self.write_job("set_rating", "4", [self.folder / "a.x"] * 50)
-        import subprocess
-        ran = subprocess.run(self.machine.command(job), env=self.machine.environment(), stdin=slave, stdout=slave,
-                             stderr=slave, timeout=60, start_new_session=True)
-        after = termios.tcgetattr(slave)
-        os.close(master)
-        os.close(slave)
-        return ran.returncode, before, after
-
-    def test_after_a_run(self):
-        code, before, after = self.attributes_after()
-        self.assertEqual(code, 0)
-        self.assertEqual(after, before)
+        ran = subprocess.run(self.machine.command(job), env=self.machine.environment(), stdin=device, stdout=device,
+                             stderr=device, timeout=60, start_new_session=True)
+        self.assertEqual(ran.returncode, 0)
+        self.assertEqual(termios.tcgetattr(device), before)
