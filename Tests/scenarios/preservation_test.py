@@ -1,5 +1,6 @@
 """Nothing but the rating and the keywords of a file changes: every tag that exiftool knows, every pixel and every
 sample of sound is compared before and after, for one sample file of each kind of metadata."""
+import hashlib
 import json
 import os
 import pathlib
@@ -19,7 +20,7 @@ KEYWORD_TAGS = {"XMP-dc:Subject", "XMP-microsoft:LastKeywordXMP", "IFD0:XPKeywor
 # Where things stand in a file, and the times and size of the file itself.
 POSITIONS = {"IFD1:ThumbnailOffset", "MPImage1:MPImageStart", "MPImage2:MPImageStart", "MPF0:MPImageStart",
              "IFD0:StripOffsets", "IFD0:TileOffsets", "IFD1:StripOffsets", "IFD2:StripOffsets",
-             "MPImage1:MPImageLength", "QuickTime:MediaDataOffset", "XMP-xmpNote:HasExtendedXMP"}
+             "IFD0:PreviewImageStart", "MPImage1:MPImageLength", "QuickTime:MediaDataOffset", "XMP-xmpNote:HasExtendedXMP"}
 # A file that had no XMP or no Exif before has the frame of one afterwards.
 FRAMES = {"XMP-x:XMPToolkit", "File:ExifByteOrder", "RIFF:WebPFlags", "ExifTool:Warning"}
 IMAGES = (".jpg", ".png", ".tif", ".tiff", ".webp")
@@ -29,7 +30,15 @@ def tags_of(paths):
     """{file name: {group and tag: value}} as exiftool reads it, binary values included."""
     read = subprocess.run(["exiftool", "-j", "-G1", "-a", "-u", "-struct", "-b", "-n", *map(str, paths)], check=True,
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    return {pathlib.Path(entry.pop("SourceFile")).name: entry for entry in json.loads(read.stdout)}
+    return {pathlib.Path(entry.pop("SourceFile")).name: {tag: brief(value) for tag, value in entry.items()}
+            for entry in json.loads(read.stdout)}
+
+
+def brief(value):
+    """Long binary values by their hash, so that a difference can be read."""
+    if isinstance(value, str) and len(value) > 200:
+        return f"{value[:40]}... {len(value)} characters, SHA-256 {hashlib.sha256(value.encode()).hexdigest()}"
+    return value
 
 
 def kept_tags(tags, meant):
