@@ -19,6 +19,12 @@ int simulated_terminal::columns() {
 void simulated_terminal::write(std::string_view text) {
   const auto guard = calls_.record("write_terminal", text);
   output_ += text;
+  for (auto answer = answers_.begin(); answer != answers_.end(); ++answer) {
+    if (text.find(answer->question) == std::string_view::npos) continue;
+    keys_.insert(keys_.end(), answer->keys.begin(), answer->keys.end());
+    answers_.erase(answer);
+    return;
+  }
 }
 
 wchar_t simulated_terminal::read_key(std::chrono::milliseconds timeout) {
@@ -54,6 +60,11 @@ void simulated_terminal::set_columns(int columns) {
 void simulated_terminal::press(std::wstring_view keys) {
   const auto guard = calls_.hold();
   keys_.insert(keys_.end(), keys.begin(), keys.end());
+}
+
+void simulated_terminal::answer(std::string_view question, std::wstring_view keys) {
+  const auto guard = calls_.hold();
+  answers_.push_back({std::string(question), std::wstring(keys)});
 }
 
 void simulated_terminal::interrupt() {

@@ -3,6 +3,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/terminal.h"
 #include "support/simulated_calls.h"
@@ -25,6 +26,8 @@ class simulated_terminal final : public platform::terminal {
   void set_interactive(bool interactive);
   void set_columns(int columns);
   void press(std::wstring_view keys);
+  /// Presses the keys when text that holds `question` is written; once. Of several the first that fits is taken.
+  void answer(std::string_view question, std::wstring_view keys);
   void interrupt();
   [[nodiscard]] std::string output() const;
 
@@ -34,7 +37,13 @@ class simulated_terminal final : public platform::terminal {
   bool interactive_ = false;
   bool interrupted_ = false;
   int columns_ = 80;
+  struct prepared_answer {
+    std::string question;
+    std::wstring keys;
+  };
+
   std::deque<wchar_t> keys_;
+  std::vector<prepared_answer> answers_;
   std::string output_;
 };
 
