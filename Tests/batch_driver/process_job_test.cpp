@@ -137,7 +137,7 @@ TEST_F(process_job_test, the_bar_starts_at_7_and_ends_at_96) {
 TEST_F(process_job_test, a_pause_holds_the_next_item_back_and_polls_every_50_ms) {
   callbacks.paused_questions = 3;
   run_rating(make_photos(2));
-  EXPECT_EQ(machine.calls.named({"sleep"}), (strings{"sleep(50)", "sleep(50)", "sleep(50)"}));
+  EXPECT_EQ(machine.calls.named({"sleep"}), (strings{"sleep(50 ms)", "sleep(50 ms)", "sleep(50 ms)"}));
   EXPECT_EQ(context.item_count, 2);
 }
 
