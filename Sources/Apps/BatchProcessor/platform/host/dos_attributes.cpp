@@ -1,0 +1,96 @@
+#include "platform/host/dos_attributes.h"
+
+#include <charconv>
+
+#include "platform/file_system.h"
+#include "text/format.h"
+
+namespace platform::host {
+
+namespace {
+
+constexpr std::uint32_t settable = attribute::hidden | attribute::system | attribute::archive;
+constexpr std::uint32_t attributes_are_valid = 1;
+// Those versions that keep the attribute bits behind the flags.
+constexpr std::uint16_t first_version = 3;
+constexpr std::uint16_t last_version = 5;
+
+std::uint32_t little_endian(std::string_view bytes) {
+  std::uint32_t value = 0;
+  for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte)
+    value = (value << 8) | static_cast<unsigned char>(*byte);
+  return value;
+}
+
+void append_little_endian(std::string& out, std::uint32_t value, int bytes) {
+  for (int i = 0; i < bytes; ++i, value >>= 8)
+    out.push_back(static_cast<char>(static_cast<unsigned char>(value & 0xff)));
+}
+
+constexpr std::size_t aligned(std::size_t offset, std::size_t to) { return (offset + to - 1) / to * to; }
+
+// What stands behind the text of a record.
+struct record {
+  std::uint16_t version = 0;
+  std::uint32_t flags = 0;
+  std::uint32_t bits = 0;
+  std::string_view rest;
+};
+
+std::optional<record> parse_record(std::string_view value) {
+  const std::size_t text_end = value.find('\0');
+  if (text_end == std::string_view::npos) return std::nullopt;
+  const std::size_t versions = aligned(text_end + 1, 2);
+  const std::size_t flags = aligned(versions + 4, 4);
+  if (value.size() < flags + 8) return std::nullopt;
+  const std::uint32_t version = little_endian(value.substr(versions, 2));
+  if (version < first_version || version > last_version) return std::nullopt;
+  if (little_endian(value.substr(versions + 2, 2)) != version) return std::nullopt;
+  return record{static_cast<std::uint16_t>(version), little_endian(value.substr(flags, 4)),
+                little_endian(value.substr(flags + 4, 4)), value.substr(flags + 8)};
+}
+
+std::string record_value(const record& record, bool with_text) {
+  std::string value = with_text ? text::format("0x{:x}", record.bits) : std::string();
+  value.push_back('\0');
+  value.resize(aligned(value.size(), 2));
+  append_little_endian(value, record.version, 2);
+  append_little_endian(value, record.version, 2);
+  value.resize(aligned(value.size(), 4));
+  append_little_endian(value, record.flags, 4);
+  append_little_endian(value, record.bits, 4);
+  return value.append(record.rest);
+}
+
+std::optional<std::uint32_t> parse_text(std::string_view value) {
+  std::string_view digits = value.substr(0, value.find('\0'));
+  if (!digits.starts_with("0x") && !digits.starts_with("0X")) return std::nullopt;
+  digits.remove_prefix(2);
+  std::uint32_t bits = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), bits, 16);
+  if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
+  return bits;
+}
+
+}  // namespace
+
+std::uint32_t dos_attributes_from(std::string_view value) {
+  if (const auto bits = parse_text(value)) return *bits;
+  const auto record = parse_record(value);
+  return record && (record->flags & attributes_are_valid) != 0 ? record->bits : 0;
+}
+
+std::optional<std::string> updated_dos_attributes(std::string_view old, std::uint32_t attributes) {
+  constexpr std::uint32_t replaced = settable | attribute::read_only | attribute::normal;
+  const std::uint32_t kept = dos_attributes_from(old) & ~replaced;
+  if (auto record = parse_record(old)) {
+    record->flags |= attributes_are_valid;
+    record->bits = kept | (attributes & (settable | attribute::read_only));
+    return record_value(*record, parse_text(old).has_value());
+  }
+  const std::uint32_t bits = kept | (attributes & settable);
+  if (bits == 0) return std::nullopt;
+  return text::format("0x{:x}", bits);
+}
+
+}  // namespace platform::host

@@ -1,0 +1,19 @@
+// Files and directories of the host.
+#pragma once
+
+#include "platform/file_system.h"
+
+namespace platform::host {
+
+class file_system final : public platform::file_system {
+ public:
+  win32_result<std::uint32_t> attributes(const std::wstring& path) override;
+  win32_error set_attributes(const std::wstring& path, std::uint32_t attributes) override;
+  win32_result<file_facts> facts(const std::wstring& path) override;
+  win32_result<std::unique_ptr<file>> open(const std::wstring& path, const open_request& request) override;
+  win32_error create_directory(const std::wstring& path) override;
+  win32_result<bool> copy_file(const std::wstring& from, const std::wstring& to) override;
+  win32_error delete_file(const std::wstring& path) override;
+};
+
+}  // namespace platform::host

@@ -1,0 +1,26 @@
+// Opening regular files, with sharing between the processes of this program.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "platform/file_system.h"
+#include "platform/host/path_bytes.h"
+#include "platform/host/unique_descriptor.h"
+
+namespace platform::host {
+
+/// Opens a regular file for what `request` asks, and never waits for one. What it creates is there at once, so
+/// create_always and rewrite_existing are not for it. access_denied for a folder, a pipe or a device, and for writing
+/// to a file that has the read-only attribute.
+///
+/// Sharing is a matter of advisory locks: who shares nothing has the file alone among those who ask, so has who writes
+/// and lets others read only: sharing_violation for the second one. Who reads and shares asks nobody.
+[[nodiscard]] win32_result<unique_descriptor> open_regular(const path_bytes& path, const open_request& request);
+
+/// Gives a file that was just made its hidden, system, archive and read-only attributes, as far as its file system has
+/// them.
+win32_error give_attributes(int file, std::uint32_t attributes);
+
+}  // namespace platform::host
