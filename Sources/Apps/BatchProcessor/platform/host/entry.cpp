@@ -1,1 +1,36 @@
-int main() { return 0; }
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "batch_driver/entry.h"
+#include "platform/host/path_bytes.h"
+#include "platform/machine.h"
+
+namespace {
+
+// Were one of them closed, the next file that is opened would get its number, and whatever is told to the user would
+// be written into that file.
+void keep_standard_descriptors() {
+  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(number, F_GETFD) != -1 || errno != EBADF) continue;
+    // The lowest free number is this one. A failure leaves it free, as it was.
+    static_cast<void>(::open("/dev/null", O_RDWR | O_NOCTTY));
+  }
+}
+
+}  // namespace
+
+int main(int argument_count, char** arguments) {
+  keep_standard_descriptors();
+  // Whoever reads what is told to the user may leave early; the job goes on.
+  std::signal(SIGPIPE, SIG_IGN);
+  platform::install(&platform::native_machine());
+  std::vector<std::wstring> wide;
+  for (int i = 0; i < argument_count; ++i)
+    wide.push_back(platform::host::wide_from_bytes(arguments[i]));
+  return quill_box::batch_processor::run(wide);
+}
