@@ -1,0 +1,38 @@
+#include "text/tag_list.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(split_tag_list, drops_empty_stretches) { EXPECT_THAT(text::split_tag_list(L"a;;b;"), ElementsAre(L"a", L"b")); }
+
+TEST(split_tag_list, gives_none_for_a_semicolon_or_nothing) {
+  EXPECT_THAT(text::split_tag_list(L";"), IsEmpty());
+  EXPECT_THAT(text::split_tag_list(L""), IsEmpty());
+  EXPECT_THAT(text::split_tag_list(L";;;"), IsEmpty());
+}
+
+TEST(split_tag_list, keeps_blanks) { EXPECT_THAT(text::split_tag_list(L" a ; ;b"), ElementsAre(L" a ", L" ", L"b")); }
+
+TEST(split_tag_list, knows_no_escape) {
+  EXPECT_THAT(text::split_tag_list(LR"(a\;b";"c)"), ElementsAre(LR"(a\)", LR"(b")", LR"("c)"));
+}
+
+TEST(split_tag_list, keeps_order_and_duplicates) {
+  EXPECT_THAT(text::split_tag_list(L";b;a;b"), ElementsAre(L"b", L"a", L"b"));
+}
+
+TEST(join_tag_list, puts_a_semicolon_between_tags) {
+  EXPECT_EQ(text::join_tag_list({}), L"");
+  const std::vector<std::wstring> one = {L"a"};
+  const std::vector<std::wstring> three = {L"a", L"b c", L"d"};
+  EXPECT_EQ(text::join_tag_list(one), L"a");
+  EXPECT_EQ(text::join_tag_list(three), L"a;b c;d");
+  EXPECT_EQ(text::split_tag_list(text::join_tag_list(three)), three);
+}
+
+}  // namespace
