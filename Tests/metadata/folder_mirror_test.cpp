@@ -305,6 +305,24 @@ TEST_F(folder_mirror, an_ini_whose_attributes_can_not_be_read_keeps_them) {
   rate_folder(4);
   EXPECT_EQ(machine.calls.count("set_attributes"), 0U);
   EXPECT_TRUE(machine.entry(folder_ini).has(attribute::hidden));
+  EXPECT_EQ(rating(), L"4");
+  EXPECT_THAT(machine.log_lines(), ElementsAre(logged_denial));
+}
+
+TEST_F(folder_mirror, an_ini_that_is_missing_behind_failing_attributes_is_made_as_any_new_one) {
+  machine.calls.refuse("attributes", folder_ini, win32_error::access_denied);
+  rate_folder(4);
+  EXPECT_THAT(machine.read_file(folder_ini), StartsWith("\xff\xfe\r\0\n\0"sv));
+  EXPECT_EQ(attributes_of(folder_ini), hidden_and_system);
+  EXPECT_THAT(machine.log_lines(), ElementsAre(logged_denial));
+}
+
+TEST_F(folder_mirror, an_ini_that_can_not_be_looked_for_is_logged_when_nothing_is_to_be_written) {
+  machine.write_file(folder_ini, "[QuillBox]\r\nTags=a\r\n");
+  machine.calls.refuse("attributes", folder_ini, win32_error::access_denied);
+  mirror_folder_metadata(folder, {}, 0);
+  EXPECT_EQ(tags(), L"a");
+  EXPECT_THAT(machine.log_lines(), ElementsAre(logged_denial));
 }
 
 }  // namespace

@@ -45,26 +45,18 @@ class desktop_ini {
  public:
   explicit desktop_ini(const std::wstring& folder) : path_(desktop_ini_path(folder)) {
     const auto attributes = platform::current().files.attributes(path_);
-    if (attributes) old_attributes_ = *attributes;
-    missing_ = attributes.error() == win32_error::file_not_found || attributes.error() == win32_error::path_not_found;
+    missing_ = !attributes;
+    if (attributes) {
+      old_attributes_ = *attributes;
+    } else if (attributes.error() != win32_error::file_not_found && attributes.error() != win32_error::path_not_found) {
+      note(attributes.error());
+    }
   }
 
   [[nodiscard]] bool missing() const { return missing_; }
 
-  // With a byte order mark and an empty line: the profile functions keep such a file in UTF-16.
-  void create() {
-    constexpr std::array start = {std::byte{0xff}, std::byte{0xfe}, std::byte{0x0d},
-                                  std::byte{0x00}, std::byte{0x0a}, std::byte{0x00}};
-    auto file = platform::current().files.open(
-        path_, {platform::access::write, platform::share::none, platform::disposition::create_new});
-    if (!file) return note(file.error());
-    const auto written = (*file)->write(start);
-    const win32_error closed = (*file)->close();
-    note(written ? closed : written.error());
-    if (written && *written != start.size()) note(win32_error::disk_full);
-  }
-
   void make_writable() {
+    if (missing_) return create();
     if ((old_attributes_.value_or(0) & protective_attributes) == 0) return;
     note(platform::current().files.set_attributes(path_, attribute::normal));
   }
@@ -97,6 +89,23 @@ class desktop_ini {
   }
 
  private:
+  // With a byte order mark and an empty line: the profile functions keep such a file in UTF-16.
+  void create() {
+    constexpr std::array start = {std::byte{0xff}, std::byte{0xfe}, std::byte{0x0d},
+                                  std::byte{0x00}, std::byte{0x0a}, std::byte{0x00}};
+    auto file = platform::current().files.open(
+        path_, {platform::access::write, platform::share::none, platform::disposition::create_new});
+    if (file.error() == win32_error::file_exists) {
+      missing_ = false;
+      return;
+    }
+    if (!file) return note(file.error());
+    const auto written = (*file)->write(start);
+    const win32_error closed = (*file)->close();
+    note(written ? closed : written.error());
+    if (written && *written != start.size()) note(win32_error::disk_full);
+  }
+
   void note(win32_error error) {
     if (succeeded(failure_)) failure_ = error;
   }
@@ -142,15 +151,12 @@ std::vector<std::wstring> merged_keywords(std::vector<std::wstring> keywords, st
 void mirror_folder_metadata(const std::wstring& folder, std::span<const std::wstring> tags, int stars) {
   const std::vector<std::wstring> old_tags = read_own_folder_tags(folder);
   desktop_ini ini(folder);
-  if (ini.missing()) {
-    if (tags.empty() && stars == 0) return;
-    ini.create();
-  } else {
+  if (!ini.missing() || !tags.empty() || stars != 0) {
     ini.make_writable();
+    write_own_section(ini, tags, stars);
+    write_keywords(ini, old_tags, tags);
+    ini.protect_again();
   }
-  write_own_section(ini, tags, stars);
-  write_keywords(ini, old_tags, tags);
-  ini.protect_again();
   ini.log_failure();
 }
 
