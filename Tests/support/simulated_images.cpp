@@ -100,7 +100,8 @@ hresult_result<std::unique_ptr<image_decoder>> simulated_images::open(const std:
   if (!succeeded(found->second.open_error)) return found->second.open_error;
   auto claim = disk_.claim(*entry, {access::read | access::write, share::read});
   if (!claim) return hresult_from(claim.error());
-  auto opened = std::make_shared<open_image>(calls_, disk_, found->second, path, *std::move(claim));
+  // Not make_shared: clang initialises aggregates in braces only.
+  std::shared_ptr<open_image> opened(new open_image{calls_, disk_, found->second, path, *std::move(claim)});
   return std::unique_ptr<image_decoder>(std::make_unique<simulated_decoder>(std::move(opened)));
 }
 
