@@ -63,6 +63,10 @@ class faulty_files final : public platform::file_system {
     const auto error = trigger_.strike<win32_error>("attributes", path);
     return succeeded(error) ? below_.attributes(path) : error;
   }
+  win32_result<platform::item_kind> kind(const std::wstring& path) override {
+    const auto error = trigger_.strike<win32_error>("kind", path);
+    return succeeded(error) ? below_.kind(path) : error;
+  }
   win32_error set_attributes(const std::wstring& path, std::uint32_t attributes) override {
     const auto error = trigger_.strike<win32_error>("set_attributes", path);
     return succeeded(error) ? below_.set_attributes(path, attributes) : error;

@@ -168,6 +168,17 @@ win32_result<std::uint32_t> simulated_files::attributes(const std::wstring& path
   return bits == 0 ? attribute::normal : bits;
 }
 
+win32_result<platform::item_kind> simulated_files::kind(const std::wstring& path) {
+  const auto guard = calls_.record("kind", text::utf8_from_wide(path));
+  const auto refused = calls_.refusal<win32_error>("kind", path);
+  if (!succeeded(refused)) return refused;
+  const auto entry = disk_.find(path);
+  if (!entry) return entry.error();
+  if ((*entry)->is_directory()) return platform::item_kind::directory;
+  return (*entry)->has(attribute::cloud_placeholder) ? platform::item_kind::cloud_placeholder
+                                                     : platform::item_kind::file;
+}
+
 win32_error simulated_files::set_attributes(const std::wstring& path, std::uint32_t attributes) {
   const auto guard =
       calls_.record("set_attributes", text::format("{}, {}", text::utf8_from_wide(path), attributes_text(attributes)));

@@ -14,6 +14,7 @@ class simulated_files final : public platform::file_system {
   simulated_files(simulated_calls& calls, simulated_disk& disk) : calls_(calls), disk_(disk) {}
 
   platform::win32_result<std::uint32_t> attributes(const std::wstring& path) override;
+  platform::win32_result<platform::item_kind> kind(const std::wstring& path) override;
   platform::win32_error set_attributes(const std::wstring& path, std::uint32_t attributes) override;
   platform::win32_result<platform::file_facts> facts(const std::wstring& path) override;
   platform::win32_result<std::unique_ptr<platform::file>> open(const std::wstring& path,

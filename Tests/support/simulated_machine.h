@@ -1,7 +1,7 @@
 // A Windows machine in memory: exact where the program relies on it, and every call recorded.
 //
 // What a facility is asked stands in `calls`, one line for each call:
-//   files       attributes set_attributes facts open read write seek size set_end set_last_write_time close
+//   files       attributes kind set_attributes facts open read write seek size set_end set_last_write_time close
 //               create_directory copy_file delete_file; "download" when a cloud placeholder's bytes are fetched
 //   profiles    read_profile write_profile delete_section
 //   properties  open_handler_store open_property_set_storage create_store get set commit release_store release_storage

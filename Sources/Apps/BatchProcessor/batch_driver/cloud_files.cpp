@@ -11,12 +11,6 @@ namespace quill_box::batch_processor {
 
 namespace {
 
-bool is_cloud_placeholder(const std::wstring& item) {
-  const auto attributes = platform::current().files.attributes(item);
-  return attributes && (*attributes & platform::attribute::directory) == 0 &&
-         (*attributes & platform::attribute::cloud_placeholder) != 0;
-}
-
 bool read_first_byte(const std::wstring& item) {
   auto file = platform::current().files.open(item, {platform::access::read, platform::share::read});
   if (!file) return false;
@@ -28,8 +22,8 @@ bool read_first_byte(const std::wstring& item) {
 }  // namespace
 
 void fetch_cloud_file(const std::wstring& item) {
-  if (!is_cloud_placeholder(item) || read_first_byte(item)) return;
-  logging::log(logging::level::error, L"File {} is an offline cloud file but hydration failed.", item);
+  if (read_first_byte(item)) return;
+  logging::log(logging::level::error, "File {} is an offline cloud file but hydration failed.", item);
   throw exceptions::formatted_runtime_error(L"Failed to download the file.");
 }
 

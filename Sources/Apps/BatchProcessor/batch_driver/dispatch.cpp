@@ -4,26 +4,30 @@
 
 namespace quill_box::batch_processor {
 
-bool dispatch_action(processing_context& context, const std::wstring& item, const std::wstring& parameters) {
+namespace {
+
+dispatched from(metadata::outcome outcome) {
+  return outcome == metadata::outcome::passed_over ? dispatched::passed_over : dispatched::taken_up;
+}
+
+}  // namespace
+
+dispatched dispatch_action(processing_context& context, const std::wstring& item, const std::wstring& parameters,
+                           std::optional<platform::item_kind> kind) {
   using action_types::actions;
   switch (context.action) {
     case actions::set_rating:
-      metadata::set_rating_action(item, parameters);
-      return true;
+      return from(metadata::set_rating_action(item, parameters, kind));
     case actions::remove_rating:
-      metadata::remove_rating_action(item);
-      return true;
+      return from(metadata::remove_rating_action(item, kind));
     case actions::remove_tags:
-      metadata::remove_tags_action(item);
-      return true;
+      return from(metadata::remove_tags_action(item, kind));
     case actions::toggle_tags:
-      metadata::toggle_tags_action(item, parameters);
-      return true;
+      return from(metadata::toggle_tags_action(item, parameters, kind));
     case actions::update_tags:
-      metadata::update_tags_action(item, parameters);
-      return true;
+      return from(metadata::update_tags_action(item, parameters, kind));
     default:
-      return false;
+      return dispatched::to_nobody;
   }
 }
 

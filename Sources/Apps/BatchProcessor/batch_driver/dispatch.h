@@ -1,13 +1,22 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "batch_driver/processing_context.h"
+#include "platform/file_system.h"
 
 namespace quill_box::batch_processor {
 
-/// Runs the action of `context` on one item; false when no such action has a body.
-[[nodiscard]] bool dispatch_action(processing_context& context, const std::wstring& item,
-                                   const std::wstring& parameters);
+enum class dispatched : std::uint8_t {
+  to_nobody,    ///< no such action has a body
+  passed_over,  ///< the action left the item as it was
+  taken_up,
+};
+
+/// Runs the action of `context` on one item. `kind` is what was just found there, none where nothing was.
+[[nodiscard]] dispatched dispatch_action(processing_context& context, const std::wstring& item,
+                                         const std::wstring& parameters, std::optional<platform::item_kind> kind);
 
 }  // namespace quill_box::batch_processor

@@ -25,10 +25,10 @@ constexpr int pointer_bits = 64;
 void log_package_identity(std::uint32_t length) {
   std::wstring name = platform::current().processes.package_full_name(length).name;
   if (name.ends_with(L'\0')) name.pop_back();
-  logging::log(level::error, L"CRITICAL: Process is running with PACKAGE IDENTITY: {}", name);
+  logging::log(level::error, "CRITICAL: Process is running with PACKAGE IDENTITY: {}", name);
   logging::log(level::error,
-               L"Registry writes to HKCU will be VIRTUALIZED (redirected to private hive) and NOT visible to "
-               L"Explorer.");
+               "Registry writes to HKCU will be VIRTUALIZED (redirected to private hive) and NOT visible to "
+               "Explorer.");
 }
 
 // A process without package identity gets the family's model ID. One with identity keeps its own, and the log says
@@ -44,7 +44,7 @@ void fix_shell_identity() {
 }
 
 int run_add_index_mode(const std::wstring& mode) {
-  logging::log(level::error, L"Adding folders to the search index is not built into this version: {}", mode);
+  logging::log(level::error, "Adding folders to the search index is not built into this version: {}", mode);
   return 1;
 }
 
@@ -77,10 +77,10 @@ int run_job_mode(const std::vector<std::wstring>& arguments) {
 
 int run(const std::vector<std::wstring>& arguments) {
   logging::logger()->make_log_directory_and_open(L"", L"Processor", L"Quill Box");
-  logging::log(level::info, L"BatchProcessor started. Process Architecture: x{} ({}-bit)", pointer_bits, pointer_bits);
+  logging::log(level::info, "BatchProcessor started. Process Architecture: x{} ({}-bit)", pointer_bits, pointer_bits);
   fix_shell_identity();
   if (arguments.size() < 2) {
-    logging::log(level::error, L"Missing paramters...");
+    logging::log(level::error, "Missing paramters...");
     return 0;
   }
   const std::wstring& mode = arguments[1];

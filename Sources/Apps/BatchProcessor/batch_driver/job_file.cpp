@@ -39,7 +39,7 @@ void delete_job_file(const std::wstring& path) {
     if (!succeeded(error)) throw files::filesystem_error("remove", path, error);
   } catch (const std::exception& failure) {
     // All items are done by now: a file that stays behind is no failure of the job, so only the log hears of it.
-    logging::log_utf8(logging::level::warning, std::string("Unable to delete the job file. Details ") + failure.what());
+    logging::log(logging::level::warning, "Unable to delete the job file. Details {}", failure.what());
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -17,13 +18,13 @@
 #include "platform/machine.h"
 #include "settings/high_level_settings.h"
 #include "text/conversions.h"
-#include "text/letter_case.h"
 #include "text/paths.h"
 
 namespace quill_box::batch_processor {
 
 using action_types::actions;
 using logging::level;
+using platform::item_kind;
 
 namespace {
 
@@ -88,27 +89,25 @@ void show_item_detail(const processing_context& context, const run_state& state)
 }
 
 void report_unexpected(const processing_context& context, const std::wstring& item) {
-  logging::log(level::error, L"Error processing {}. Unexpected action requested", item);
+  logging::log(level::error, "Error processing {}. Unexpected action requested", item);
   context.callbacks->report_unexpected_action();
 }
 
-bool is_capable(actions action, const std::wstring& lower_extension) {
+bool is_capable(actions action, std::wstring_view extension) {
   const bool rating = action == actions::set_rating || action == actions::remove_rating;
-  return rating ? metadata::is_rating_capable(lower_extension) : metadata::is_tag_capable(lower_extension);
+  return rating ? metadata::is_rating_capable(extension) : metadata::is_tag_capable(extension);
 }
 
 // What follows the action itself: the shell hears of the item, and a changed file is prepared to look changed.
-void refresh_item(actions action, run_state& state) {
+void refresh_item(actions action, run_state& state, item_kind kind) {
   platform::machine& machine = platform::current();
-  const auto attributes = files::attributes_if_exists(state.item);
-  if (!attributes) return;  // the action moved it away
   machine.shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, state.item);
   if (action > actions::update_tags) return;
-  if ((*attributes & platform::attribute::directory) != 0) {
+  if (kind == item_kind::directory) {
     icons::folder_overlay(state.item);
     return;
   }
-  if (is_capable(action, text::to_lower(paths::extension(state.item)))) {
+  if (is_capable(action, paths::extension(state.item))) {
     state.refresh_list.push_back(state.item);
     metadata::drop_embedded_exif_thumbnail(state.item);
   }
@@ -117,22 +116,29 @@ void refresh_item(actions action, run_state& state) {
 }
 
 void process_item(processing_context& context, run_state& state) {
-  fetch_cloud_file(state.item);
-  if (!dispatch_action(context, state.item, state.parameters)) report_unexpected(context, state.item);
+  std::optional<item_kind> kind;
+  // A failure is not an error here: the item may be no path at all, and its action meets whatever is wrong.
+  if (const auto found = platform::current().files.kind(state.item)) kind = *found;
+  if (kind == item_kind::cloud_placeholder) fetch_cloud_file(state.item);
+  const dispatched done = dispatch_action(context, state.item, state.parameters, kind);
+  if (done == dispatched::to_nobody) report_unexpected(context, state.item);
   // Commands name no files.
-  if (context.action != actions::run_context_menu_command) refresh_item(context.action, state);
+  if (context.action == actions::run_context_menu_command) return;
+  // What an action passed over is still what was found above. Anything else may have been moved away.
+  if (done != dispatched::passed_over || !kind) kind = files::kind_if_exists(state.item);
+  if (kind) refresh_item(context.action, state, *kind);
 }
 
 void report_item_failure(processing_context& context, run_state& state, const std::exception& failure) {
   ++state.error_count;
   const std::string message = failure.what();
-  const std::wstring wide_message = text::wide_from_utf8(message);
   if (context.suppressed_errors.contains(message)) {
-    logging::log(level::info, L"Suppressed the error processing file {} Details: {}", state.item, wide_message);
+    logging::log(level::info, "Suppressed the error processing file {} Details: {}", state.item, message);
     return;
   }
-  logging::log(level::error, L"Error processing {} Details: {}", state.item, wide_message);
-  if (context.callbacks->report_error(state.item, wide_message)) context.suppressed_errors[message] = true;
+  logging::log(level::error, "Error processing {} Details: {}", state.item, message);
+  if (context.callbacks->report_error(state.item, text::wide_from_utf8(message)))
+    context.suppressed_errors[message] = true;
 }
 
 void process_item_guarded(processing_context& context, run_state& state) {
@@ -140,8 +146,7 @@ void process_item_guarded(processing_context& context, run_state& state) {
     process_item(context, state);
   } catch (const autotagger_exception& failure) {
     ++state.error_count;
-    logging::log(level::error, L"Error processing file {} Details: {}", state.item,
-                 text::wide_from_utf8(failure.what()));
+    logging::log(level::error, "Error processing file {} Details: {}", state.item, failure.what());
     context.callbacks->report_autotag_components_missing();
   } catch (const std::exception& failure) {
     report_item_failure(context, state, failure);
@@ -208,12 +213,11 @@ void process_job(processing_context& context) {
   try {
     run_job(context, state);
   } catch (const std::exception& failure) {
-    const std::wstring message = text::wide_from_utf8(failure.what());
-    logging::log(level::error, L"Error processing file {} Details: {}", state.item, message);
+    logging::log(level::error, "Error processing file {} Details: {}", state.item, failure.what());
     // There is no item left whose failure could be kept quiet.
-    static_cast<void>(context.callbacks->report_error(state.item, message));
+    static_cast<void>(context.callbacks->report_error(state.item, text::wide_from_utf8(failure.what())));
   } catch (...) {
-    logging::log(level::error, L"Error processing file {}", state.item);
+    logging::log(level::error, "Error processing file {}", state.item);
     static_cast<void>(context.callbacks->report_error(state.item, L"Unknown error"));
   }
   // A job that failed to load leaves -1 here: nobody reads that as a count.

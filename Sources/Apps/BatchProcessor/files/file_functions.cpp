@@ -22,18 +22,18 @@ bool means_not_found(win32_error error) {
 
 }  // namespace
 
-std::optional<std::uint32_t> attributes_if_exists(const std::wstring& path) {
-  const auto attributes = platform::current().files.attributes(path);
-  if (attributes) return *attributes;
-  if (means_not_found(attributes.error())) return std::nullopt;
-  throw filesystem_error("exists", path, attributes.error());
+std::optional<platform::item_kind> kind_if_exists(const std::wstring& path) {
+  const auto kind = platform::current().files.kind(path);
+  if (kind) return *kind;
+  if (means_not_found(kind.error())) return std::nullopt;
+  throw filesystem_error("exists", path, kind.error());
 }
 
-bool exists(const std::wstring& path) { return attributes_if_exists(path).has_value(); }
+bool exists(const std::wstring& path) { return kind_if_exists(path).has_value(); }
 
 bool is_directory(const std::wstring& path) {
-  const auto attributes = platform::current().files.attributes(path);
-  return attributes && (*attributes & platform::attribute::directory) != 0;
+  const auto kind = platform::current().files.kind(path);
+  return kind && *kind == platform::item_kind::directory;
 }
 
 void create_directories(const std::wstring& path) {

@@ -10,14 +10,14 @@
 
 namespace files {
 
-/// The attributes of a path, none where nothing is there: the name, its folder, its share or its drive is missing
-/// or can't be a name. Any other failure raises a filesystem_error of the operation "exists".
-[[nodiscard]] std::optional<std::uint32_t> attributes_if_exists(const std::wstring& path);
+/// What stands at a path, none where nothing is there: the name, its folder, its share or its drive is missing or
+/// can't be a name. Any other failure raises a filesystem_error of the operation "exists".
+[[nodiscard]] std::optional<platform::item_kind> kind_if_exists(const std::wstring& path);
 
-/// As attributes_if_exists, without the attributes.
+/// As kind_if_exists, without the kind.
 [[nodiscard]] bool exists(const std::wstring& path);
 
-/// False also where the attributes can't be read.
+/// False also where that can't be told.
 [[nodiscard]] bool is_directory(const std::wstring& path);
 
 /// Makes the directory and every missing parent; one that is there already is fine. Raises a filesystem_error of

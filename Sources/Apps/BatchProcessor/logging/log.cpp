@@ -2,6 +2,8 @@
 
 #include <array>
 #include <span>
+#include <string>
+#include <tuple>
 
 #include "files/family_folders.h"
 #include "files/file_functions.h"
@@ -13,11 +15,11 @@ namespace logging {
 
 namespace {
 
-constexpr std::array<std::wstring_view, 5> level_names = {L"DEBUG", L"INFO", L"WARNING", L"ERROR", L"CRITICAL"};
+constexpr std::array<std::string_view, 5> level_names = {"DEBUG", "INFO", "WARNING", "ERROR", "CRITICAL"};
 
-std::wstring_view level_name(level level) {
+std::string_view level_name(level level) {
   const auto index = static_cast<std::size_t>(level);
-  return index < level_names.size() ? level_names[index] : L"UNKNOWN";
+  return index < level_names.size() ? level_names[index] : "UNKNOWN";
 }
 
 platform::local_time local_now() {
@@ -25,15 +27,54 @@ platform::local_time local_now() {
   return clock.to_local(clock.now());
 }
 
-void append_prefix(fmt::wmemory_buffer& line, level level) {
-  const platform::local_time now = local_now();
-  platform::processes& processes = platform::current().processes;
-  fmt::format_to(std::back_inserter(line), L"[{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:07}] [P:{} T:{}] [{}] ", now.year,
-                 now.month, now.day, now.hour, now.minute, now.second, now.ticks, processes.process_id(),
-                 processes.thread_id(), level_name(level));
+// Date and time to the second: a run logs thousands of lines in each, so its text is made once.
+std::string_view second_text(const platform::local_time& time) {
+  thread_local platform::local_time shown;
+  thread_local std::string shown_text;
+  const auto to_the_second = [](const platform::local_time& t) {
+    return std::tie(t.second, t.minute, t.hour, t.day, t.month, t.year);
+  };
+  if (shown_text.empty() || to_the_second(shown) != to_the_second(time)) {
+    shown_text = text::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", time.year, time.month, time.day, time.hour,
+                              time.minute, time.second);
+    shown = time;
+  }
+  return shown_text;
 }
 
-std::wstring_view view_of(const fmt::wmemory_buffer& buffer) { return {buffer.data(), buffer.size()}; }
+void append(fmt::memory_buffer& line, std::string_view text) { line.append(text.data(), text.data() + text.size()); }
+
+void append_number(fmt::memory_buffer& line, std::uint32_t number) {
+  const fmt::format_int digits(number);
+  append(line, {digits.data(), digits.size()});
+}
+
+void append_ticks(fmt::memory_buffer& line, int ticks) {
+  std::array<char, 7> digits;
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, ticks /= 10) {
+    *digit = static_cast<char>('0' + ticks % 10);
+  }
+  append(line, {digits.data(), digits.size()});
+}
+
+// Put together by hand: a run that passes over a million files spends most of its time in its log lines.
+void append_prefix(fmt::memory_buffer& line, level level) {
+  const platform::local_time now = local_now();
+  platform::processes& processes = platform::current().processes;
+  append(line, "[");
+  append(line, second_text(now));
+  append(line, ".");
+  append_ticks(line, now.ticks);
+  append(line, "] [P:");
+  append_number(line, processes.process_id());
+  append(line, " T:");
+  append_number(line, processes.thread_id());
+  append(line, "] [");
+  append(line, level_name(level));
+  append(line, "] ");
+}
+
+std::string_view view_of(const fmt::memory_buffer& buffer) { return {buffer.data(), buffer.size()}; }
 
 std::wstring_view first_not_empty(std::wstring_view a, std::wstring_view b, std::wstring_view c) {
   if (!a.empty()) return a;
@@ -63,23 +104,20 @@ void plain_text_logger::make_log_directory_and_open(std::wstring_view file_prefi
   if (opened) stream_ = *std::move(opened);
 }
 
-void plain_text_logger::write_line(std::wstring_view line) {
-  std::string utf8;
-  utf8.reserve(line.size() + 1);
-  text::append_utf8(utf8, line);
-  write_utf8_line(utf8);
-}
+void plain_text_logger::write_line(std::wstring_view line) { write_utf8_line(text::utf8_from_wide(line)); }
 
 void plain_text_logger::write_utf8_line(std::string_view line) {
-  // One write for text and line end, so that lines of several processes don't mix.
-  std::string bytes;
-  bytes.reserve(line.size() + 1);
-  bytes.append(line).push_back('\n');
+  std::string whole;
+  whole.reserve(line.size() + 1);
+  whole.append(line).push_back('\n');
+  write_whole_line(whole);
+}
+
+void plain_text_logger::write_whole_line(std::string_view line) {
   const std::lock_guard guard(lock_);
   if (!stream_) return;
-  const auto written = stream_->write(std::as_bytes(std::span(bytes)));
   // A full disk loses lines and nothing else.
-  static_cast<void>(written);
+  static_cast<void>(stream_->write(std::as_bytes(std::span(line))));
 }
 
 void plain_text_logger::close() {
@@ -92,23 +130,18 @@ const std::shared_ptr<plain_text_logger>& logger() {
   return instance;
 }
 
-std::wstring log_prefix(level level) {
-  fmt::wmemory_buffer line;
+std::string log_prefix(level level) {
+  fmt::memory_buffer line;
   append_prefix(line, level);
-  return std::wstring(view_of(line));
+  return std::string(view_of(line));
 }
 
-void log_utf8(level level, std::string_view message) {
-  std::string line = text::utf8_from_wide(log_prefix(level));
-  line += message;
-  logger()->write_utf8_line(line);
-}
-
-void log_formatted(level level, fmt::wstring_view format, fmt::wformat_args arguments) {
-  fmt::wmemory_buffer line;
+void log_formatted(level level, fmt::string_view format, fmt::format_args arguments) {
+  fmt::memory_buffer line;
   append_prefix(line, level);
-  fmt::vformat_to(std::back_inserter(line), format, arguments);
-  logger()->write_line(view_of(line));
+  fmt::vformat_to(fmt::appender(line), format, arguments);
+  line.push_back('\n');
+  logger()->write_whole_line(view_of(line));
 }
 
 }  // namespace logging

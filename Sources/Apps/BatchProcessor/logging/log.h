@@ -5,8 +5,11 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 #include "platform/file_system.h"
+#include "text/conversions.h"
 #include "text/format.h"
 
 namespace logging {
@@ -25,7 +28,10 @@ class plain_text_logger {
   /// Writes one line, prefix and message, at once and unbuffered: a crash loses nothing. A failed write loses the
   /// line in silence.
   void write_line(std::wstring_view line);
+  /// The same for text that is UTF-8 already.
   void write_utf8_line(std::string_view line);
+  /// The same for text that has its line end: one write for both, so that lines of several processes don't mix.
+  void write_whole_line(std::string_view line);
 
   /// Closes the file; a test opens it anew on another machine.
   void close();
@@ -39,16 +45,39 @@ class plain_text_logger {
 [[nodiscard]] const std::shared_ptr<plain_text_logger>& logger();
 
 /// "[2026-11-14 12:05:17.1234567] [P:4120 T:8836] [INFO] ": local time, process, thread and level.
-[[nodiscard]] std::wstring log_prefix(level level);
+[[nodiscard]] std::string log_prefix(level level);
 
-/// Logs a message that is UTF-8 already, such as one made of an exception's text.
-void log_utf8(level level, std::string_view message);
+/// A wide argument of a log line, written as UTF-8. Everything else stays as it is.
+struct wide_argument {
+  std::wstring_view text;
+};
+[[nodiscard]] inline wide_argument log_argument(std::wstring_view wide) { return {wide}; }
+template <class Argument>
+requires(!std::is_convertible_v<const Argument&, std::wstring_view>)
+    [[nodiscard]] const Argument& log_argument(const Argument& argument) {
+  return argument;
+}
 
-void log_formatted(level level, fmt::wstring_view format, fmt::wformat_args arguments);
+}  // namespace logging
 
+template <>
+struct fmt::formatter<logging::wide_argument> {
+  constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+  template <class Context>
+  auto format(const logging::wide_argument& argument, Context& context) const {
+    return text::copy_utf8(argument.text, context.out());
+  }
+};
+
+namespace logging {
+
+void log_formatted(level level, fmt::string_view format, fmt::format_args arguments);
+
+/// Logs one event. The format and narrow arguments are UTF-8.
 template <class... Arguments>
-void log(level level, text::wformat_string<const Arguments&...> format, const Arguments&... arguments) {
-  log_formatted(level, format, fmt::make_format_args<fmt::wformat_context>(arguments...));
+void log(level level, text::format_string<decltype(log_argument(std::declval<const Arguments&>()))...> format,
+         const Arguments&... arguments) {
+  log_formatted(level, format, fmt::make_format_args(log_argument(arguments)...));
 }
 
 }  // namespace logging

@@ -17,7 +17,6 @@
 #include "metadata/xmp_sidecar.h"
 #include "platform/machine.h"
 #include "platform/property_keys.h"
-#include "text/conversions.h"
 #include "text/format.h"
 #include "text/letter_case.h"
 #include "text/system_errors.h"
@@ -82,7 +81,7 @@ property_value keywords_value(const std::vector<std::wstring>& tags) {
 }
 
 void log_sidecar_fallback(std::wstring_view purpose, const std::wstring& path) {
-  logging::log(logging::level::warning, L"Embedded and NTFS write paths failed for {}, falling back to XMP sidecar: {}",
+  logging::log(logging::level::warning, "Embedded and NTFS write paths failed for {}, falling back to XMP sidecar: {}",
                purpose, path);
 }
 
@@ -98,8 +97,8 @@ bool file_metadata_store::open_for_write(const std::wstring& path) {
   if (is_folder_) {
     const hresult opened = open_property_set_for_write(path, *attributes);
     if (succeeded(opened)) return true;
-    logging::log(logging::level::warning, L"Folder metadata: {} takes no rating and no tags: {}", path,
-                 text::wide_from_utf8(text::hresult_message(opened)));
+    logging::log(logging::level::warning, "Folder metadata: {} takes no rating and no tags: {}", path,
+                 text::hresult_message(opened));
     return false;
   }
   auto store = platform::current().properties.open_handler_store(path, platform::handler_access::read_write);
@@ -211,7 +210,7 @@ void file_metadata_store::protect_folder_again(const std::wstring& path) {
   if (saved_folder_attributes_ == 0) return;
   const auto restored = platform::current().files.set_attributes(path, std::exchange(saved_folder_attributes_, 0));
   if (succeeded(restored)) return;
-  logging::log(logging::level::warning, L"Folder metadata: {} could not be given its attributes back: {}", path,
+  logging::log(logging::level::warning, "Folder metadata: {} could not be given its attributes back: {}", path,
                text::system_error_text(restored));
 }
 

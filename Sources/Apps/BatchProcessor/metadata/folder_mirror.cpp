@@ -84,7 +84,7 @@ class desktop_ini {
   // Every step runs whatever became of the one before; the first failure is told.
   void log_failure() const {
     if (succeeded(failure_)) return;
-    logging::log(logging::level::warning, L"Folder metadata: {} could not be brought up to date: {}", path_,
+    logging::log(logging::level::warning, "Folder metadata: {} could not be brought up to date: {}", path_,
                  text::system_error_text(failure_));
   }
 

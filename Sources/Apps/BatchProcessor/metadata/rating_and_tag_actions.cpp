@@ -20,22 +20,26 @@ namespace {
 
 using tag_vector = std::vector<std::wstring>;
 
+bool is_directory(const std::wstring& path, known_kind kind) {
+  return kind ? *kind == platform::item_kind::directory : files::is_directory(path);
+}
+
 // Opens the item, has `change` change the store, and closes; unless the item is a file of another type.
 template <class Change>
-void change_metadata(std::wstring_view action, bool (*is_capable)(std::wstring_view), const std::wstring& path,
-                     Change change) {
-  if (!files::is_directory(path)) {
-    const std::wstring_view extension = paths::extension(path);
-    if (!is_capable(extension)) {
-      logging::log(logging::level::info, L"{}: Skipping file {}. Unsupported filetype {}", action, path,
-                   text::to_lower(extension));
-      return;
-    }
+outcome change_metadata(std::wstring_view action, bool (*is_capable)(std::wstring_view), const std::wstring& path,
+                        known_kind kind, Change change) {
+  // Of a capable name it doesn't matter what it is, so the disk is asked about the others only.
+  const std::wstring_view extension = paths::extension(path);
+  if (!is_capable(extension) && !is_directory(path, kind)) {
+    logging::log(logging::level::info, "{}: Skipping file {}. Unsupported filetype {}", action, path,
+                 text::to_lower(extension));
+    return outcome::passed_over;
   }
   file_metadata_store store;
   if (store.open_for_write(path)) change(store);
   shell_registration::ensure_shell_handlers(path);
   store.close();
+  return outcome::taken_up;
 }
 
 void toggle_tag(file_metadata_store& store, const std::wstring& tag) {
@@ -85,32 +89,32 @@ int leading_number(std::wstring_view text) {
   return static_cast<int>(number);
 }
 
-void set_rating_action(const std::wstring& path, std::wstring_view parameters) {
-  change_metadata(L"Set Rating", is_rating_capable, path, [parameters](file_metadata_store& store) {
+outcome set_rating_action(const std::wstring& path, std::wstring_view parameters, known_kind kind) {
+  return change_metadata(L"Set Rating", is_rating_capable, path, kind, [parameters](file_metadata_store& store) {
     store.set_rating(leading_number(parameters));
     store.commit();
     store.close();
   });
 }
 
-void remove_rating_action(const std::wstring& path) {
-  change_metadata(L"Remove Rating", is_rating_capable, path, [](file_metadata_store& store) {
+outcome remove_rating_action(const std::wstring& path, known_kind kind) {
+  return change_metadata(L"Remove Rating", is_rating_capable, path, kind, [](file_metadata_store& store) {
     store.set_rating(0);
     store.commit();
     store.close();
   });
 }
 
-void remove_tags_action(const std::wstring& path) {
-  change_metadata(L"Remove Tags", is_tag_capable, path, [](file_metadata_store& store) {
+outcome remove_tags_action(const std::wstring& path, known_kind kind) {
+  return change_metadata(L"Remove Tags", is_tag_capable, path, kind, [](file_metadata_store& store) {
     store.remove_all_tags();
     store.commit();
     store.close();
   });
 }
 
-void toggle_tags_action(const std::wstring& path, std::wstring_view parameters) {
-  change_metadata(L"Toggle Tags", is_tag_capable, path, [parameters](file_metadata_store& store) {
+outcome toggle_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind) {
+  return change_metadata(L"Toggle Tags", is_tag_capable, path, kind, [parameters](file_metadata_store& store) {
     for (const std::wstring& tag : text::split_tag_list(parameters))
       toggle_tag(store, tag);
     store.commit();
@@ -118,8 +122,8 @@ void toggle_tags_action(const std::wstring& path, std::wstring_view parameters) 
   });
 }
 
-void update_tags_action(const std::wstring& path, std::wstring_view parameters) {
-  change_metadata(L"Update Tags", is_tag_capable, path, [parameters](file_metadata_store& store) {
+outcome update_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind) {
+  return change_metadata(L"Update Tags", is_tag_capable, path, kind, [parameters](file_metadata_store& store) {
     tag_vector tags = store.get_tags();
     bool changed = false;
     for (const std::wstring& edit : text::split_tag_list(parameters)) {

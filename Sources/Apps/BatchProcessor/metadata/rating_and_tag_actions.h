@@ -3,21 +3,33 @@
 // text.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/file_system.h"
+
 namespace quill_box::metadata {
 
+enum class outcome : std::uint8_t {
+  passed_over,  ///< nothing was opened: the type isn't capable
+  taken_up,
+};
+
+/// What the caller has just found at the path; without it the action looks for itself.
+using known_kind = std::optional<platform::item_kind>;
+
 /// `parameters` is the number of stars.
-void set_rating_action(const std::wstring& path, std::wstring_view parameters);
-void remove_rating_action(const std::wstring& path);
-void remove_tags_action(const std::wstring& path);
+outcome set_rating_action(const std::wstring& path, std::wstring_view parameters, known_kind kind = {});
+outcome remove_rating_action(const std::wstring& path, known_kind kind = {});
+outcome remove_tags_action(const std::wstring& path, known_kind kind = {});
 
 /// `parameters` is a list of tags. Each is removed if the item has it in this very spelling, and added otherwise.
-void toggle_tags_action(const std::wstring& path, std::wstring_view parameters);
+outcome toggle_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind = {});
 
 /// `parameters` is a list of tags with a "+" to add or a "-" to remove in front of each; compared without case.
-void update_tags_action(const std::wstring& path, std::wstring_view parameters);
+outcome update_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind = {});
 
 /// Leading white space, an optional sign, digits up to the first other character; 0 without digits. A number beyond
 /// the range of int becomes its nearest end.

@@ -37,6 +37,13 @@ struct file_facts {
   std::uint64_t size = 0;
 };
 
+/// What stands at a path, without its other attributes.
+enum class item_kind : std::uint8_t {
+  file,
+  directory,
+  cloud_placeholder,  ///< a file that isn't on this machine's disk yet
+};
+
 /// What a handle may do (GENERIC_READ and so on); a set of bits.
 enum class access : std::uint32_t {
   read = 1,
@@ -104,6 +111,9 @@ class file_system {
   /// GetFileAttributesW. A link to a directory has the directory bit and the reparse point bit; a dangling link
   /// exists.
   virtual win32_result<std::uint32_t> attributes(const std::wstring& path) = 0;
+  /// GetFileAttributesW too, for those who need no more: on the host it costs less. There a placeholder also has no
+  /// data on the disk.
+  virtual win32_result<item_kind> kind(const std::wstring& path) = 0;
   /// Read-only, hidden, system and archive; other bits are ignored, `normal` clears the four. SetFileAttributesW.
   virtual win32_error set_attributes(const std::wstring& path, std::uint32_t attributes) = 0;
   /// GetFileAttributesExW.

@@ -49,7 +49,7 @@ bool common_settings_file::load(bool force) {
     return true;
   } catch (const std::exception& failure) {
     // The words speak of copying, whatever went wrong.
-    logging::log_utf8(level::critical, std::string("Unable to copy settings file. Details ") + failure.what());
+    logging::log(level::critical, "Unable to copy settings file. Details {}", failure.what());
   } catch (...) {
     return false;
   }
@@ -61,10 +61,10 @@ void common_settings_file::seed() const {
   const auto copied = platform::current().files.copy_file(source, file_path_);
   if (!copied) throw files::filesystem_error("copy_file", source, copied.error());
   if (!*copied) {
-    logging::log(level::critical, L"Unable to copy default settings from {} to {}", source, file_path_);
+    logging::log(level::critical, "Unable to copy default settings from {} to {}", source, file_path_);
     throw std::runtime_error("Unable to copy fallback settings file. See logs for details.");
   }
-  logging::log(level::info, L"Copied default settings from {} to {}", source, file_path_);
+  logging::log(level::info, "Copied default settings from {} to {}", source, file_path_);
 }
 
 }  // namespace common::setting_utilities

@@ -87,7 +87,7 @@ std::wstring settings_file::get_string(std::string_view app_id, std::string_view
 
 bool settings_file::is_enabled() {
   if (!load(false)) {
-    logging::log(logging::level::error, L"Failed to load from high level settings file {}", file_path());
+    logging::log(logging::level::error, "Failed to load from high level settings file {}", file_path());
     return false;
   }
   const std::lock_guard guard(apps_lock_);

@@ -4,7 +4,6 @@
 
 #include "logging/log.h"
 #include "settings/high_level_settings.h"
-#include "text/conversions.h"
 
 namespace quill_box::search_index_prompt {
 
@@ -28,8 +27,7 @@ void check_changed_folders(action_types::actions action, std::span<const std::ws
     }
     prompt_to_index_folders_as_needed(changed_folders, people ? L"people names" : L"tags and ratings");
   } catch (const std::exception& failure) {
-    logging::log(logging::level::error, L"Exception during add-to-index prompt: {}",
-                 text::wide_from_utf8(failure.what()));
+    logging::log(logging::level::error, "Exception during add-to-index prompt: {}", failure.what());
   }
 }
 

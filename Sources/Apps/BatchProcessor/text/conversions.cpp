@@ -100,8 +100,13 @@ char32_t take_utf8(std::string_view& rest) {
 }  // namespace
 
 void append_utf8(std::string& utf8, std::wstring_view wide) {
-  while (!wide.empty())
-    append_code_point(utf8, take_wide(wide));
+  while (!wide.empty()) {
+    // Most text is ASCII: its runs are copied without a look at each character's form.
+    const auto run_end = std::find_if(wide.begin(), wide.end(), [](char32_t c) { return c >= 0x80; });
+    utf8.append(wide.begin(), run_end);
+    wide.remove_prefix(static_cast<std::size_t>(run_end - wide.begin()));
+    if (!wide.empty()) append_code_point(utf8, take_wide(wide));
+  }
 }
 
 std::string utf8_from_wide(std::wstring_view wide) {
@@ -114,8 +119,12 @@ std::string utf8_from_wide(std::wstring_view wide) {
 std::wstring wide_from_utf8(std::string_view utf8) {
   std::wstring wide;
   wide.reserve(utf8.size());
-  while (!utf8.empty())
-    append_code_point(wide, take_utf8(utf8));
+  while (!utf8.empty()) {
+    const auto run_end = std::find_if(utf8.begin(), utf8.end(), [](unsigned char c) { return c >= 0x80; });
+    wide.append(utf8.begin(), run_end);
+    utf8.remove_prefix(static_cast<std::size_t>(run_end - utf8.begin()));
+    if (!utf8.empty()) append_code_point(wide, take_utf8(utf8));
+  }
   return wide;
 }
 

@@ -16,9 +16,14 @@ file_time clock::now() {
 
 local_time clock::to_local(file_time time) {
   const timespec since_1970 = timespec_from(time);
-  std::tm parts = {};
-  // Fails for years that have more than 31 bits only, which no file_time reaches.
-  ::localtime_r(&since_1970.tv_sec, &parts);
+  // Asked for with every line of the log, thousands of times a second.
+  thread_local std::time_t last_second = -1;
+  thread_local std::tm parts = {};
+  if (since_1970.tv_sec != last_second) {
+    // Fails for years that have more than 31 bits only, which no file_time reaches.
+    ::localtime_r(&since_1970.tv_sec, &parts);
+    last_second = since_1970.tv_sec;
+  }
   return {parts.tm_year + 1900,
           parts.tm_mon + 1,
           parts.tm_mday,

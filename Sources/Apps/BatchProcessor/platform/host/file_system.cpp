@@ -32,6 +32,18 @@ win32_result<std::uint32_t> file_system::attributes(const std::wstring& path) {
   return attributes_of(*found, bytes);
 }
 
+win32_result<item_kind> file_system::kind(const std::wstring& path) {
+  const path_bytes bytes(path);
+  const auto found = examine(bytes, for_attributes | STATX_BLOCKS);
+  if (!found) return found.error();
+  if (found->target_missing) return item_kind::file;
+  if (S_ISDIR(found->status.stx_mode)) return item_kind::directory;
+  // Most files have data, so that most are spared the second look.
+  if (found->status.stx_blocks != 0 || !S_ISREG(found->status.stx_mode)) return item_kind::file;
+  const bool placeholder = (attributes_of(*found, bytes) & attribute::cloud_placeholder) != 0;
+  return placeholder ? item_kind::cloud_placeholder : item_kind::file;
+}
+
 win32_error file_system::set_attributes(const std::wstring& path, std::uint32_t attributes) {
   return set_attributes_of(path_bytes(path), attributes);
 }

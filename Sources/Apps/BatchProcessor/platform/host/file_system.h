@@ -8,6 +8,7 @@ namespace platform::host {
 class file_system final : public platform::file_system {
  public:
   win32_result<std::uint32_t> attributes(const std::wstring& path) override;
+  win32_result<item_kind> kind(const std::wstring& path) override;
   win32_error set_attributes(const std::wstring& path, std::uint32_t attributes) override;
   win32_result<file_facts> facts(const std::wstring& path) override;
   win32_result<std::unique_ptr<file>> open(const std::wstring& path, const open_request& request) override;

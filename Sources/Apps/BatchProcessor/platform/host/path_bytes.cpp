@@ -53,7 +53,12 @@ path_bytes::path_bytes(std::wstring_view path) {
 
 void path_bytes::fill(std::wstring_view path) {
   for (const wchar_t c : path) {
-    error_ = append(c == L'\\' ? U'/' : static_cast<char32_t>(c));
+    // The plain case on its own: a job may hold a million paths.
+    if (c > 0 && c < 0x80 && size_ + 1 < bytes_.size()) {
+      bytes_[size_++] = c == L'\\' ? '/' : static_cast<char>(c);
+      continue;
+    }
+    error_ = append(static_cast<char32_t>(c));
     if (!succeeded(error_)) {
       size_ = 0;
       break;

@@ -43,9 +43,16 @@ std::optional<std::string> home_of_user() {
 
 }  // namespace
 
-std::uint32_t processes::process_id() { return static_cast<std::uint32_t>(::getpid()); }
+// Asked for with every line of the log, and never another for the one who asks.
+std::uint32_t processes::process_id() {
+  static const auto id = static_cast<std::uint32_t>(::getpid());
+  return id;
+}
 
-std::uint32_t processes::thread_id() { return static_cast<std::uint32_t>(::gettid()); }
+std::uint32_t processes::thread_id() {
+  thread_local const auto id = static_cast<std::uint32_t>(::gettid());
+  return id;
+}
 
 hresult_result<std::wstring> processes::local_app_data() {
   if (const auto data = absolute_path_in("XDG_DATA_HOME")) return wide_from_bytes(*data);

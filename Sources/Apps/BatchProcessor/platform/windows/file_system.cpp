@@ -109,6 +109,13 @@ win32_result<std::uint32_t> file_system::attributes(const std::wstring& path) {
   return std::uint32_t{bits};
 }
 
+win32_result<item_kind> file_system::kind(const std::wstring& path) {
+  const auto bits = attributes(path);
+  if (!bits) return bits.error();
+  if ((*bits & attribute::directory) != 0) return item_kind::directory;
+  return (*bits & attribute::cloud_placeholder) != 0 ? item_kind::cloud_placeholder : item_kind::file;
+}
+
 win32_error file_system::set_attributes(const std::wstring& path, std::uint32_t attributes) {
   return outcome(SetFileAttributesW(file_call_path(path).c_str(), attributes));
 }
