@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ int main(int argument_count, char** arguments) {
   std::signal(SIGPIPE, SIG_IGN);
   platform::install(&platform::native_machine());
   std::vector<std::wstring> wide;
+  wide.reserve(static_cast<std::size_t>(argument_count));
   for (int i = 0; i < argument_count; ++i)
     wide.push_back(platform::host::wide_from_bytes(arguments[i]));
   return quill_box::batch_processor::run(wide);
