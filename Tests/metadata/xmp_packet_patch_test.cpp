@@ -124,6 +124,11 @@ TEST(packet_patch, a_value_without_an_end_is_none) {
   EXPECT_FALSE(patch_rating_in_packet(begin + R"(xmp:Rating="1)" + "<?xpacket end=?>", "4"));
 }
 
+TEST(packet_patch, an_attribute_that_ends_inside_the_end_marker_is_none) {
+  EXPECT_FALSE(patch_rating_in_packet(begin + R"(<a xmp:Rating="1  )" + end, "4"));
+  EXPECT_FALSE(patch_rating_in_packet(begin + R"(<?xpacket end="w" xmp:Rating="1"?>)", "4"));
+}
+
 TEST(packet_patch, a_value_that_runs_up_to_the_end_marker_is_taken_as_it_stands) {
   EXPECT_EQ(patched(begin + "<xmp:Rating>1<?xpacket end=?>", "4"), begin + "<xmp:Rating>4<?xpacket end=?>");
 }

@@ -25,13 +25,14 @@ std::optional<packet_patch> first_packet(std::string_view content) {
 }
 
 // Puts the rating between `opening` and `closing`, with blanks behind it up to the old value's length. An empty value
-// is no room, nor is a shorter one.
+// is no room, nor is a shorter one; an attribute without its end would reach into the end marker and break the packet.
 bool replace_value(std::string& packet, std::string_view opening, std::string_view closing, std::string_view rating) {
   const std::size_t found = packet.find(opening);
   if (found == std::string::npos) return false;
   const std::size_t start = found + opening.size();
   const std::size_t end = find_from(packet, closing, start);
-  if (end == std::string::npos || end == start || end - start < rating.size()) return false;
+  if (end == std::string::npos || end > packet.find(packet_end)) return false;
+  if (end == start || end - start < rating.size()) return false;
   std::string padded(rating);
   padded.resize(end - start, ' ');
   packet.replace(start, end - start, padded);
