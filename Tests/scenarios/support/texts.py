@@ -4,7 +4,7 @@ ZERO_WIDTH_SPACE = "\u200b"
 
 def shortened(path, name_limit):
     """A path as messages show it: a parent of over 25 characters and a name of over `name_limit` are cut in the
-    middle."""
+    middle, and a line may break in front of the name. The separator is Windows', but for a path of this machine."""
     if not path:
         return ""
     split = max(path.rfind("/"), path.rfind("\\"))
@@ -22,7 +22,8 @@ def shortened(path, name_limit):
             name = stem[:kept // 2] + "..." + stem[len(stem) - (kept - kept // 2):] + extension
         else:
             name = name[:name_limit]
-    return f"{parent}{ZERO_WIDTH_SPACE}\\{name}" if parent else name
+    separator = "/" if path.startswith("/") else "\\"
+    return f"{parent}{ZERO_WIDTH_SPACE}{separator}{name}" if parent else name
 
 
 def error_prompt(path, message):
