@@ -30,6 +30,13 @@ inline std::uint64_t big_at(std::string_view bytes, std::size_t at, std::size_t 
   return value;
 }
 
+inline std::uint64_t little_at(std::string_view bytes, std::size_t at, std::size_t width) {
+  std::uint64_t value = 0;
+  for (std::size_t i = width; i > 0; --i)
+    value = value << 8 | static_cast<unsigned char>(bytes[at + i - 1]);
+  return value;
+}
+
 inline std::string zeros(std::size_t count) { return std::string(count, '\0'); }
 
 // ID3v2

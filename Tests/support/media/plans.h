@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,19 +10,6 @@
 #include "platform/host/media/rating_format.h"
 
 namespace test_support {
-
-class memory_source final : public platform::host::byte_source {
- public:
-  explicit memory_source(std::string_view bytes) : byte_source(bytes.size()), bytes_(bytes) {}
-
- private:
-  bool fill(std::uint64_t offset, std::string& bytes) override {
-    bytes = bytes_.substr(offset, bytes.size());
-    return true;
-  }
-
-  std::string_view bytes_;
-};
 
 /// The bytes after the plan; none for a plan that is out of order or leaves the file.
 inline std::optional<std::string> apply_plan(std::string_view bytes, const platform::host::edit_plan& plan) {
@@ -46,9 +32,9 @@ struct rating_answer {
   bool operator==(const rating_answer&) const = default;
 };
 
-inline rating_answer rating_of(const platform::host::rating_format& format, std::string_view bytes,
+inline rating_answer rating_of(const platform::host::media::rating_format& format, std::string_view bytes,
                                platform::handler_access access = platform::handler_access::read) {
-  memory_source source(bytes);
+  platform::host::image::memory_source source(bytes);
   const auto answer = format.read(source, access);
   return answer ? rating_answer{platform::hresult::ok, *answer} : rating_answer{answer.error(), {}};
 }
@@ -60,9 +46,9 @@ struct change_answer {
 };
 
 /// The file with another rating, by the plan; `code` is `fail` where the plan itself is out of order.
-inline change_answer change_rating(const platform::host::rating_format& format, std::string_view bytes,
+inline change_answer change_rating(const platform::host::media::rating_format& format, std::string_view bytes,
                                    std::uint32_t percent) {
-  memory_source source(bytes);
+  platform::host::image::memory_source source(bytes);
   auto plan = format.plan(source, percent);
   if (!plan) return {plan.error(), {}, {}};
   auto made = apply_plan(bytes, *plan);

@@ -11,7 +11,7 @@ namespace {
 using namespace test_support;
 using platform::handler_access;
 using platform::hresult;
-using platform::host::asf_rating;
+using platform::host::media::asf_rating;
 
 std::string rating(std::uint64_t percent) { return asf_descriptor("WM/SharedUserRating", 3, little(percent, 4)); }
 const std::string genre = asf_descriptor("WM/Genre", 0, utf16("Rock") + zeros(2));

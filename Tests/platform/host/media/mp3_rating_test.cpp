@@ -11,7 +11,7 @@ namespace {
 using namespace test_support;
 using platform::handler_access;
 using platform::hresult;
-using platform::host::mp3_rating;
+using platform::host::media::mp3_rating;
 
 constexpr unsigned unsynchronised = 0x80;
 constexpr unsigned extended = 0x40;

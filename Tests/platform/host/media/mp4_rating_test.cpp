@@ -11,7 +11,7 @@ namespace {
 using namespace test_support;
 using platform::handler_access;
 using platform::hresult;
-using platform::host::mp4_rating;
+using platform::host::media::mp4_rating;
 
 const std::string sound = "the bytes of the first chunk, and of the second";
 

@@ -11,7 +11,7 @@
 #include "platform/host/media/byte_order.h"
 #include "platform/host/media/edits.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -253,4 +253,4 @@ hresult_result<edit_plan> plan(byte_source& source, std::uint32_t percent) {
 
 const rating_format asf_rating = {read, plan};
 
-}  // namespace platform::host
+}  // namespace platform::host::media

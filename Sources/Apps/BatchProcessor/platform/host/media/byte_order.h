@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace platform::host {
+namespace platform::host::media {
 
 /// The caller has checked that `bytes` reaches to `offset + width`.
 [[nodiscard]] inline std::uint64_t read_big(std::string_view bytes, std::size_t offset, std::size_t width) {
@@ -43,4 +43,4 @@ namespace platform::host {
   return width >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * width)) - 1;
 }
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::optional<edit_plan> join_balanced(byte_source& source, edit_plan plan) {
   return joined;
 }
 
-}  // namespace platform::host
+}  // namespace platform::host::media

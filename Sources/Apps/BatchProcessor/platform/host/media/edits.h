@@ -6,9 +6,11 @@
 #include <string_view>
 
 #include "platform/host/file_rewrite.h"
-#include "platform/host/media/byte_source.h"
+#include "platform/host/image/byte_source.h"
 
-namespace platform::host {
+namespace platform::host::media {
+
+using image::byte_source;
 
 /// Adds the splice that turns `before`, which stands at `offset`, into `after`: the bytes that both start and end
 /// with are left out of it. Nothing is added where they are equal.
@@ -19,4 +21,4 @@ void add_difference(edit_plan& plan, std::uint64_t offset, std::string_view befo
 /// be read.
 [[nodiscard]] std::optional<edit_plan> join_balanced(byte_source& source, edit_plan plan);
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -10,7 +10,7 @@
 #include "platform/host/media/byte_order.h"
 #include "platform/host/media/edits.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -377,4 +377,4 @@ std::string new_id3_tag(std::string_view id, std::string_view data) {
   return tag;
 }
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -10,10 +10,12 @@
 #include <vector>
 
 #include "platform/host/file_rewrite.h"
-#include "platform/host/media/byte_source.h"
+#include "platform/host/image/byte_source.h"
 #include "platform/property_system.h"
 
-namespace platform::host {
+namespace platform::host::media {
+
+using image::byte_source;
 
 struct id3_frame {
   std::string id;          ///< 3 characters in a 2.2 tag, else 4
@@ -56,4 +58,4 @@ struct id3_tag {
 /// A whole new 2.3 tag with one frame, and padding.
 [[nodiscard]] std::string new_id3_tag(std::string_view id, std::string_view data);
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -3,8 +3,8 @@
 
 #include "platform/host/media/rating_format.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 extern const rating_format mp3_rating;
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -4,7 +4,7 @@
 
 #include "platform/host/media/byte_order.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -78,4 +78,4 @@ std::size_t count_atoms(const std::vector<atom>& atoms, std::uint32_t type) {
       std::count_if(atoms.begin(), atoms.end(), [&](const atom& candidate) { return candidate.type == type; }));
 }
 
-}  // namespace platform::host
+}  // namespace platform::host::media

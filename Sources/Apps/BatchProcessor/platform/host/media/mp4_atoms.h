@@ -8,9 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/host/media/byte_source.h"
+#include "platform/host/image/byte_source.h"
 
-namespace platform::host {
+namespace platform::host::media {
+
+using image::byte_source;
 
 struct atom {
   std::uint64_t offset = 0;
@@ -50,4 +52,4 @@ struct atom {
 [[nodiscard]] const atom* find_atom(const std::vector<atom>& atoms, std::uint32_t type);
 [[nodiscard]] std::size_t count_atoms(const std::vector<atom>& atoms, std::uint32_t type);
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -6,7 +6,7 @@
 
 #include "platform/host/media/byte_order.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -456,4 +456,4 @@ bool move_offsets(byte_source& source, const offset_map& map, const displacement
                                           [&](const segment_index& index) { return move_index(index, moved, plan); });
 }
 
-}  // namespace platform::host
+}  // namespace platform::host::media

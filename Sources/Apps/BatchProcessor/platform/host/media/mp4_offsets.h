@@ -6,10 +6,12 @@
 #include <vector>
 
 #include "platform/host/file_rewrite.h"
-#include "platform/host/media/byte_source.h"
+#include "platform/host/image/byte_source.h"
 #include "platform/host/media/mp4_atoms.h"
 
-namespace platform::host {
+namespace platform::host::media {
+
+using image::byte_source;
 
 /// Numbers at regular distances, each a position in the file.
 struct offset_table {
@@ -56,4 +58,4 @@ struct displacement {
 /// or judged: a position within [begin, end), one that would not fit its field, an incomplete map when things move.
 [[nodiscard]] bool move_offsets(byte_source& source, const offset_map& map, const displacement& moved, edit_plan& plan);
 
-}  // namespace platform::host
+}  // namespace platform::host::media

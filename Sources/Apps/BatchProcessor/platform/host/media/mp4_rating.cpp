@@ -12,7 +12,7 @@
 #include "platform/host/media/mp4_offsets.h"
 #include "platform/host/media/mp4_xtra.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -228,4 +228,4 @@ hresult_result<edit_plan> plan(byte_source& source, std::uint32_t percent) {
 
 const rating_format mp4_rating = {read, plan};
 
-}  // namespace platform::host
+}  // namespace platform::host::media

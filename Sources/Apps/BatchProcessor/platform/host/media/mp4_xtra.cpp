@@ -6,7 +6,7 @@
 
 #include "platform/host/media/byte_order.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 namespace {
 
@@ -91,4 +91,4 @@ std::string xtra_with_rating(std::string_view content, std::uint32_t percent) {
   return made;
 }
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -10,7 +10,7 @@
 
 #include "platform/host/media/rating_format.h"
 
-namespace platform::host {
+namespace platform::host::media {
 
 /// What the content of an Xtra atom says of the rating.
 struct xtra_rating {
@@ -24,4 +24,4 @@ struct xtra_rating {
 /// content that read_xtra() can read.
 [[nodiscard]] std::string xtra_with_rating(std::string_view content, std::uint32_t percent);
 
-}  // namespace platform::host
+}  // namespace platform::host::media

@@ -5,10 +5,12 @@
 #include <optional>
 
 #include "platform/host/file_rewrite.h"
-#include "platform/host/media/byte_source.h"
+#include "platform/host/image/byte_source.h"
 #include "platform/property_system.h"
 
-namespace platform::host {
+namespace platform::host::media {
+
+using image::byte_source;
 
 /// Both functions fail with hresult::fail where the structure can't be decoded.
 struct rating_format {
@@ -21,4 +23,4 @@ struct rating_format {
   hresult_result<edit_plan> (*plan)(byte_source& source, std::uint32_t percent);
 };
 
-}  // namespace platform::host
+}  // namespace platform::host::media
