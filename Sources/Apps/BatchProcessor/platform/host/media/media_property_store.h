@@ -1,0 +1,23 @@
+// The property handler of the audio and video types.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/property_system.h"
+
+namespace platform::host {
+
+/// Whether the path has an extension of a type with this handler: .mp3 .mp4 .m4v .mov .wma .wmv.
+[[nodiscard]] bool has_media_handler(const std::wstring& path);
+
+/// The store has rating_key (VT_UI4, percent) only; every other property is empty and not supported on writing.
+/// hresult::fail for a file whose structure can't be understood, or can't be changed, and for what is no file.
+/// sharing_violation while another store has the file open for writing. A set works out the whole change and takes the
+/// disk space for it: storage_medium_full where there is none, imaging_property_not_supported where this file has no
+/// place for a rating, invalid_argument for a value that the type can't hold. A failed commit reports
+/// storage_sharing_violation, whatever the reason; a further one reads the file anew.
+[[nodiscard]] hresult_result<std::unique_ptr<property_store>> open_media_store(const std::wstring& path,
+                                                                               handler_access access);
+
+}  // namespace platform::host
