@@ -376,7 +376,7 @@ TEST(job_file_faults, whatever_fails_while_loading_is_a_message_and_no_handle_st
         } else {
           EXPECT_EQ(failure, "none");
         }
-        const bool deletion_failed = struck.starts_with("attributes") || struck.starts_with("delete_file");
+        const bool deletion_failed = struck.starts_with("kind") || struck.starts_with("delete_file");
         const bool fails_to_the_end = round.struck && round.planned.lasting == support::fault_lasting::from_then_on;
         EXPECT_EQ(round.machine.exists(job_path), deletion_failed || fails_to_the_end);
       });

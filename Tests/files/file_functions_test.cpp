@@ -31,10 +31,14 @@ class file_functions : public testing::Test {
   support::scoped_machine machine;
 };
 
-TEST_F(file_functions, attributes_of_what_is_there) {
-  machine.write_file(LR"(C:\a)", "").attributes = attribute::hidden;
-  EXPECT_EQ(files::attributes_if_exists(LR"(C:\a)"), attribute::hidden);
-  EXPECT_EQ(files::attributes_if_exists(LR"(C:\b)"), std::nullopt);
+TEST_F(file_functions, the_kind_of_what_is_there) {
+  machine.write_file(LR"(C:\file)", "");
+  machine.make_directory(LR"(C:\folder)").attributes |= attribute::offline;
+  machine.write_file(LR"(C:\cloud)", "").attributes |= attribute::recall_on_data_access;
+  EXPECT_EQ(files::kind_if_exists(LR"(C:\file)"), platform::item_kind::file);
+  EXPECT_EQ(files::kind_if_exists(LR"(C:\folder)"), platform::item_kind::directory);
+  EXPECT_EQ(files::kind_if_exists(LR"(C:\cloud)"), platform::item_kind::cloud_placeholder);
+  EXPECT_EQ(files::kind_if_exists(LR"(C:\missing)"), std::nullopt);
 }
 
 TEST_F(file_functions, every_way_of_not_being_there_is_no_failure) {
@@ -44,7 +48,7 @@ TEST_F(file_functions, every_way_of_not_being_there_is_no_failure) {
 }
 
 TEST_F(file_functions, a_test_that_fails_otherwise_raises_an_error_named_exists) {
-  machine.calls.refuse("attributes", LR"(C:\a)", win32_error::access_denied);
+  machine.calls.refuse("kind", LR"(C:\a)", win32_error::access_denied);
   EXPECT_EQ(failure_of([] { return files::exists(LR"(C:\a)"); }), R"(exists: Access is denied.: "C:\a")");
 }
 
@@ -61,7 +65,7 @@ TEST_F(file_functions, is_directory_is_false_for_files_and_for_failures) {
   EXPECT_TRUE(files::is_directory(LR"(C:\)"));
   EXPECT_FALSE(files::is_directory(LR"(C:\a)"));
   EXPECT_FALSE(files::is_directory(LR"(C:\b)"));
-  machine.calls.refuse("attributes", LR"(C:\)", win32_error::access_denied);
+  machine.calls.refuse("kind", LR"(C:\)", win32_error::access_denied);
   EXPECT_FALSE(files::is_directory(LR"(C:\)"));
 }
 

@@ -40,7 +40,7 @@ TEST_F(log_test, a_directory_that_is_there_is_used) {
   machine.write_file(file, "earlier\n");
   open_log();
   EXPECT_THAT(machine.calls.named({"create_directory"}), IsEmpty());
-  logging::log(level::info, L"x");
+  logging::log(level::info, "x");
   EXPECT_EQ(machine.read_file(file), "earlier\n" + prefix + "[INFO] x\n");
 }
 
@@ -67,7 +67,7 @@ TEST_F(log_test, the_path_is_relative_when_the_system_names_no_local_application
 
 TEST_F(log_test, a_line_has_local_time_with_seven_fractional_digits_process_thread_and_level) {
   open_log();
-  logging::log(level::info, L"Organize folder: moved {} files into {} subfolders of {} ({} failures)", 3, 2,
+  logging::log(level::info, "Organize folder: moved {} files into {} subfolders of {} ({} failures)", 3, 2,
                LR"(C:\Pictures)", 0);
   EXPECT_EQ(machine.read_file(file),
             "[2026-11-14 12:05:17.1234567] [P:4120 T:8836] [INFO] Organize folder: moved 3 files into 2 subfolders of "
@@ -77,13 +77,13 @@ TEST_F(log_test, a_line_has_local_time_with_seven_fractional_digits_process_thre
 TEST_F(log_test, every_number_of_the_time_keeps_its_width) {
   machine.clock.set_zone(std::chrono::minutes(0));
   machine.clock.set_time(support::ticks_of({2027, 1, 2, 3, 4, 5, 7}));
-  EXPECT_EQ(logging::log_prefix(level::debug), L"[2027-01-02 03:04:05.0000007] [P:4120 T:8836] [DEBUG] ");
+  EXPECT_EQ(logging::log_prefix(level::debug), "[2027-01-02 03:04:05.0000007] [P:4120 T:8836] [DEBUG] ");
   machine.clock.set_time(support::ticks_of({2027, 12, 31, 23, 59, 59, 0}));
-  EXPECT_EQ(logging::log_prefix(level::debug), L"[2027-12-31 23:59:59.0000000] [P:4120 T:8836] [DEBUG] ");
+  EXPECT_EQ(logging::log_prefix(level::debug), "[2027-12-31 23:59:59.0000000] [P:4120 T:8836] [DEBUG] ");
 }
 
 TEST_F(log_test, every_level_has_its_name) {
-  constexpr std::array<const wchar_t*, 5> names = {L"[DEBUG] ", L"[INFO] ", L"[WARNING] ", L"[ERROR] ", L"[CRITICAL] "};
+  constexpr std::array names = {"[DEBUG] ", "[INFO] ", "[WARNING] ", "[ERROR] ", "[CRITICAL] "};
   for (std::size_t i = 0; i < names.size(); ++i) {
     EXPECT_TRUE(logging::log_prefix(static_cast<level>(i)).ends_with(names[i])) << i;
   }
@@ -91,14 +91,14 @@ TEST_F(log_test, every_level_has_its_name) {
 
 TEST_F(log_test, a_level_outside_the_five_writes_unknown) {
   open_log();
-  logging::log(static_cast<level>(5), L"five");
-  logging::log(static_cast<level>(255), L"most");
+  logging::log(static_cast<level>(5), "five");
+  logging::log(static_cast<level>(255), "most");
   EXPECT_THAT(machine.log_lines(), ElementsAre("[UNKNOWN] five", "[UNKNOWN] most"));
 }
 
 TEST_F(log_test, an_empty_message_gives_the_prefix_alone_with_its_blank) {
   open_log();
-  logging::log(level::warning, L"");
+  logging::log(level::warning, "");
   EXPECT_EQ(machine.read_file(file), prefix + "[WARNING] \n");
 }
 
@@ -112,14 +112,14 @@ TEST_F(log_test, an_empty_line_is_a_line_feed) {
 TEST_F(log_test, nothing_is_filtered_by_level) {
   open_log();
   for (const level each : {level::debug, level::info, level::warning, level::error, level::critical}) {
-    logging::log(each, L"x");
+    logging::log(each, "x");
   }
   EXPECT_EQ(machine.log_lines().size(), 5);
 }
 
 TEST_F(log_test, names_beyond_ascii_appear_as_utf8_without_a_byte_order_mark) {
   open_log();
-  logging::log(level::info, L"{}", L"C:\\\u00dcbung\\\u96ea \U0001f600.jpg");
+  logging::log(level::info, "{}", L"C:\\\u00dcbung\\\u96ea \U0001f600.jpg");
   EXPECT_EQ(machine.read_file(file), prefix +
                                          "[INFO] C:\\\xc3\x9c"
                                          "bung\\\xe9\x9b\xaa \xf0\x9f\x98\x80.jpg\n");
@@ -127,21 +127,21 @@ TEST_F(log_test, names_beyond_ascii_appear_as_utf8_without_a_byte_order_mark) {
 
 TEST_F(log_test, a_message_that_is_utf8_already_is_written_as_it_stands) {
   open_log();
-  logging::log_utf8(level::critical, "Details {} \xc3\xa9");
+  logging::log(level::critical, "{}", "Details {} \xc3\xa9");
   EXPECT_EQ(machine.read_file(file), prefix + "[CRITICAL] Details {} \xc3\xa9\n");
 }
 
 TEST_F(log_test, braces_in_an_argument_are_text) {
   open_log();
-  logging::log(level::info, L"{}", L"{0} {}");
+  logging::log(level::info, "{}", L"{0} {}");
   EXPECT_THAT(machine.log_lines(), ElementsAre("[INFO] {0} {}"));
 }
 
 TEST_F(log_test, each_line_is_one_write_at_once) {
   open_log();
   machine.calls.clear();
-  logging::log(level::info, L"one");
-  logging::log(level::info, L"two");
+  logging::log(level::info, "one");
+  logging::log(level::info, "two");
   EXPECT_EQ(machine.calls.count("write"), 2);
 }
 
@@ -163,7 +163,7 @@ TEST_F(log_test, lines_of_several_threads_stay_whole) {
   for (const wchar_t letter : {L'a', L'b', L'c', L'd'}) {
     threads.emplace_back([letter] {
       for (int i = 0; i < lines_each; ++i)
-        logging::log(level::info, L"{}", std::wstring(50, letter));
+        logging::log(level::info, "{}", std::wstring(50, letter));
     });
   }
   for (std::thread& thread : threads)
@@ -178,7 +178,7 @@ TEST_F(log_test, lines_of_several_threads_stay_whole) {
 TEST_F(log_test, a_run_past_midnight_keeps_the_file_of_its_first_day) {
   open_log();
   machine.clock.advance(std::chrono::hours(12));
-  logging::log(level::info, L"late");
+  logging::log(level::info, "late");
   EXPECT_EQ(machine.read_file(file), "[2026-11-15 00:05:17.1234567] [P:4120 T:8836] [INFO] late\n");
   EXPECT_FALSE(machine.exists(directory + LR"(\Processor 2026-11-15.log)"));
 }
@@ -193,7 +193,7 @@ TEST_F(log_test, opening_twice_keeps_the_first_file) {
   open_log();
   machine.clock.advance(std::chrono::hours(24));
   open_log();
-  logging::log(level::info, L"x");
+  logging::log(level::info, "x");
   EXPECT_NE(machine.read_file(file), "");
   EXPECT_FALSE(machine.exists(directory + LR"(\Processor 2026-11-15.log)"));
 }
@@ -209,7 +209,7 @@ std::string opening_failure() {
 }
 
 TEST_F(log_test, a_directory_that_cannot_be_tested_raises_an_error_named_exists) {
-  machine.calls.refuse("attributes", directory, win32_error::access_denied);
+  machine.calls.refuse("kind", directory, win32_error::access_denied);
   EXPECT_EQ(opening_failure(),
             R"(exists: Access is denied.: "C:\Users\user\AppData\Local\Larkspur Forge LLC\Tessel Works Kit)"
             R"(\Quill Box\Processor\Logs")");
@@ -230,19 +230,19 @@ TEST_F(log_test, a_file_in_the_place_of_the_directory_raises_an_error) {
 TEST_F(log_test, a_file_that_cannot_be_opened_loses_all_lines_in_silence) {
   machine.calls.refuse("open", file, win32_error::access_denied);
   open_log();
-  logging::log(level::info, L"lost");
+  logging::log(level::info, "lost");
   EXPECT_FALSE(machine.exists(file));
 }
 
 TEST_F(log_test, a_folder_in_the_place_of_the_file_loses_all_lines_in_silence) {
   machine.make_directory(file);
   open_log();
-  logging::log(level::info, L"lost");
+  logging::log(level::info, "lost");
   EXPECT_TRUE(machine.entry(file).is_directory());
 }
 
 TEST_F(log_test, a_line_before_the_opening_is_lost) {
-  logging::log(level::info, L"lost");
+  logging::log(level::info, "lost");
   open_log();
   EXPECT_EQ(machine.read_file(file), "");
 }
@@ -250,9 +250,9 @@ TEST_F(log_test, a_line_before_the_opening_is_lost) {
 TEST_F(log_test, a_full_disk_loses_lines_in_silence_and_later_ones_arrive) {
   open_log();
   machine.disk.drive(L"C:").free_bytes = 0;
-  logging::log(level::info, L"lost");
+  logging::log(level::info, "lost");
   machine.disk.drive(L"C:").free_bytes.reset();
-  logging::log(level::info, L"kept");
+  logging::log(level::info, "kept");
   EXPECT_THAT(machine.log_lines(), ElementsAre("[INFO] kept"));
 }
 
@@ -262,12 +262,12 @@ TEST(log_faults, whatever_fails_opening_raises_or_lines_are_lost_and_nothing_els
   std::string failure;
   const auto run = [&failure](support::simulated_machine&) {
     failure = opening_failure();
-    logging::log(level::info, L"one");
-    logging::log(level::info, L"two");
+    logging::log(level::info, "one");
+    logging::log(level::info, "two");
   };
   support::for_each_fault(codes, {[](support::simulated_machine&) {}, run}, [&failure](const auto& round) {
     const std::string struck = round.struck.value_or("");
-    EXPECT_EQ(!failure.empty(), struck.starts_with("attributes") || struck.starts_with("create_directory"));
+    EXPECT_EQ(!failure.empty(), struck.starts_with("kind") || struck.starts_with("create_directory"));
     if (!round.struck) {
       EXPECT_THAT(round.machine.log_lines(), ElementsAre("[INFO] one", "[INFO] two"));
     }

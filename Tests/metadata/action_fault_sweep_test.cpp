@@ -100,8 +100,11 @@ struct action {
 
 const action actions[] = {
     {"set_rating", [](const std::wstring& path) { set_rating_action(path, L"4"); }, 4},
-    {"remove_rating", remove_rating_action, 0},
-    {"remove_tags", remove_tags_action, {}, [](const tag_vector&) { return tag_vector(); }},
+    {"remove_rating", [](const std::wstring& path) { remove_rating_action(path); }, 0},
+    {"remove_tags",
+     [](const std::wstring& path) { remove_tags_action(path); },
+     {},
+     [](const tag_vector&) { return tag_vector(); }},
     {"toggle_tags",
      [](const std::wstring& path) { toggle_tags_action(path, L"c"); },
      {},

@@ -285,7 +285,7 @@ TEST_F(folder_mirror, a_full_disk_is_logged) {
   machine.calls.refuse("write", folder_ini, win32_error::access_denied, 1);
   mirror_folder_metadata(folder, tag_vector{L"a"}, 4);
   machine.disk.drive(L"C:").free_bytes.reset();
-  logging::log(logging::level::info, L"space again");
+  logging::log(logging::level::info, "space again");
   EXPECT_EQ(tags(), L"");
   EXPECT_EQ(attributes_of(folder_ini), hidden_and_system);
 }

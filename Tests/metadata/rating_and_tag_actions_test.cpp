@@ -103,10 +103,10 @@ TEST_F(set_rating_item, rates_a_folder_whatever_its_name) {
 
 TEST_F(set_rating_item, opens_commits_and_closes_once) {
   set_rating_action(photo, L"4");
-  EXPECT_THAT(machine.calls.all(),
-              ElementsAre(R"(attributes(C:\photo.jpg))", R"(attributes(C:\photo.jpg))",
-                          R"(open_handler_store(C:\photo.jpg, read_write))", R"(set(C:\photo.jpg, rating, 75))",
-                          R"(commit(C:\photo.jpg))", R"(release_store(C:\photo.jpg))"));
+  EXPECT_THAT(
+      machine.calls.all(),
+      ElementsAre(R"(attributes(C:\photo.jpg))", R"(open_handler_store(C:\photo.jpg, read_write))",
+                  R"(set(C:\photo.jpg, rating, 75))", R"(commit(C:\photo.jpg))", R"(release_store(C:\photo.jpg))"));
 }
 
 // --- remove_rating

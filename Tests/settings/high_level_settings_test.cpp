@@ -123,7 +123,7 @@ TEST_F(settings_test, a_copy_that_copies_nothing_is_critical_and_the_load_fails)
 
 TEST_F(settings_test, a_file_that_cannot_be_tested_is_critical_with_the_operation_exists) {
   settings_file settings;
-  machine.calls.refuse("attributes", user_file, win32_error::access_denied);
+  machine.calls.refuse("kind", user_file, win32_error::access_denied);
   EXPECT_FALSE(settings.load(false));
   EXPECT_THAT(machine.log_lines(),
               ElementsAre(R"([CRITICAL] Unable to copy settings file. Details exists: Access is denied.: )"

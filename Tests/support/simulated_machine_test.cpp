@@ -214,8 +214,8 @@ TEST_F(simulated_profiles, a_file_that_cannot_be_written_stays_as_it_is) {
 TEST(log_lines, come_without_their_prefix_and_with_their_continuations) {
   support::scoped_machine machine;
   logging::logger()->make_log_directory_and_open(L"", L"Processor", L"Quill Box");
-  logging::log(logging::level::info, L"one {}", 1);
-  logging::log(logging::level::error, L"two\nthree");
+  logging::log(logging::level::info, "one {}", 1);
+  logging::log(logging::level::error, "two\nthree");
   EXPECT_THAT(machine.log_lines(), ElementsAre("[INFO] one 1", "[ERROR] two\nthree"));
 }
 
