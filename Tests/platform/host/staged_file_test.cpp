@@ -31,11 +31,13 @@ using host_test::status_of;
 using platform::win32_error;
 using platform::host::finish_interrupted_rewrite;
 using platform::host::staged_file;
+using platform::host::staging_form;
 using platform::host::unique_descriptor;
 using names = std::vector<std::string>;
 
-win32_error replace(const std::string& path, std::string_view bytes) {
-  auto staged = staged_file::create(path);
+win32_error replace(const std::string& path, std::string_view bytes,
+                    staging_form form = staging_form::unnamed_if_possible) {
+  auto staged = staged_file::create(path, form);
   if (!staged) return staged.error();
   EXPECT_EQ(platform::host::write_at(staged->descriptor(), 0, bytes), 0);
   return staged->commit();
@@ -295,6 +297,65 @@ TEST_F(staged_file_test, a_hard_linked_file_on_a_full_disk_keeps_its_content) {
   EXPECT_EQ(disk.folder().names(), (names{"file", "second"}));
 }
 
+// As on file systems that have no unnamed files.
+struct hidden_sibling_test : staged_file_test {
+  win32_error replace_by_sibling(const std::string& name) { return replace(name, fresh, staging_form::hidden_sibling); }
+};
+
+TEST_F(hidden_sibling_test, replaces_a_file_with_all_that_is_kept) {
+  ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
+  ASSERT_TRUE(host_test::set_attribute(path, "user.kept", "yes"));
+  EXPECT_EQ(replace_by_sibling(path), win32_error::success);
+  EXPECT_EQ(content(path), fresh);
+  EXPECT_EQ(status_of(path).st_mode & 07777, 0640u);
+  EXPECT_EQ(host_test::attribute(path, "user.kept"), "yes");
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+TEST_F(hidden_sibling_test, creates_a_file) {
+  EXPECT_EQ(replace_by_sibling(folder.path("new")), win32_error::success);
+  EXPECT_EQ(content(folder.path("new")), fresh);
+  EXPECT_EQ(folder.names(), (names{"file", "new"}));
+}
+
+TEST_F(hidden_sibling_test, never_replaces_a_file_that_came_up_meanwhile) {
+  {
+    auto staged = staged_file::create(folder.path("new"), staging_form::hidden_sibling);
+    ASSERT_TRUE(staged);
+    put(folder.path("new"), "someone else's");
+    EXPECT_EQ(staged->commit(), win32_error::file_exists);
+  }
+  EXPECT_EQ(content(folder.path("new")), "someone else's");
+  EXPECT_EQ(folder.names(), (names{"file", "new"}));
+}
+
+TEST_F(hidden_sibling_test, is_private_while_it_is_written_and_gone_when_it_is_dropped) {
+  {
+    auto staged = staged_file::create(path, staging_form::hidden_sibling);
+    ASSERT_TRUE(staged);
+    EXPECT_EQ(status_of(staging_name(path)).st_mode & 07777, 0600u);
+  }
+  EXPECT_EQ(content(path), old);
+  EXPECT_EQ(folder.names(), names{"file"});
+}
+
+TEST_F(hidden_sibling_test, takes_the_place_of_a_leftover) {
+  put(staging_name(path), "half of some");
+  put(staging_name(folder.path("new")), "half of some");
+  EXPECT_EQ(replace_by_sibling(path), win32_error::success);
+  EXPECT_EQ(replace_by_sibling(folder.path("new")), win32_error::success);
+  EXPECT_EQ(folder.names(), (names{"file", "new"}));
+}
+
+TEST_F(hidden_sibling_test, keeps_a_second_one_out_while_it_lives) {
+  auto first = staged_file::create(path, staging_form::hidden_sibling);
+  ASSERT_TRUE(first);
+  EXPECT_EQ(replace_by_sibling(path), win32_error::sharing_violation);
+  ASSERT_EQ(platform::host::write_at(first->descriptor(), 0, fresh), 0);
+  EXPECT_EQ(first->commit(), win32_error::success);
+  EXPECT_EQ(content(path), fresh);
+}
+
 struct hard_linked_file_test : staged_file_test {
   std::string second = folder.path("second");
 
@@ -331,6 +392,11 @@ TEST_F(hard_linked_file_test, is_rewritten_behind_all_its_names) {
   EXPECT_EQ(replace(second, old.substr(0, 1000)), win32_error::success);
   expect_whole(old.substr(0, 1000));
   EXPECT_EQ(host_test::attribute(second, "user.kept"), "yes");
+}
+
+TEST_F(hard_linked_file_test, is_rewritten_from_a_hidden_sibling_too) {
+  EXPECT_EQ(replace(path, fresh, staging_form::hidden_sibling), win32_error::success);
+  expect_whole(fresh);
 }
 
 TEST_F(hard_linked_file_test, that_was_torn_gets_its_new_content_at_the_next_open) {

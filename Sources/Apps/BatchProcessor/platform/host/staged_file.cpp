@@ -59,7 +59,7 @@ bool keep_owner(int file, const struct stat& old) {
 
 }  // namespace
 
-win32_result<staged_file> staged_file::create(const std::string& path) {
+win32_result<staged_file> staged_file::create(const std::string& path, staging_form form) {
   win32_result<resolved_path> resolved = resolve_links(path);
   if (!resolved) return resolved.error();
   if (const win32_error finished = finish_interrupted(*resolved); !succeeded(finished)) return finished;
@@ -70,7 +70,7 @@ win32_result<staged_file> staged_file::create(const std::string& path) {
     replaced = {true, resolved->status->st_dev, resolved->status->st_ino};
   }
   staged_file staged(resolved->path, staging_path(*resolved), replaced);
-  if (const win32_error opened = staged.open_file(); !succeeded(opened)) return opened;
+  if (const win32_error opened = staged.open_file(form); !succeeded(opened)) return opened;
   return staged;
 }
 
@@ -90,8 +90,9 @@ staged_file::~staged_file() {
   if (named_) static_cast<void>(::unlink(staging_path_.c_str()));
 }
 
-win32_error staged_file::open_file() {
+win32_error staged_file::open_file(staging_form form) {
   const mode_t mode = original_.exists ? private_mode : new_file_mode;
+  if (form == staging_form::hidden_sibling) return open_named(mode);
   file_ = unique_descriptor(::open(parent_of(path_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
   if (file_) return win32_error::success;
   if (has_no_unnamed_files(errno)) return open_named(mode);

@@ -12,6 +12,10 @@
 
 namespace platform::host {
 
+/// What a staged content is before it has its name: unnamed where the file system can do that, or, as elsewhere,
+/// hidden.
+enum class staging_form : std::uint8_t { unnamed_if_possible, hidden_sibling };
+
 /// Write to descriptor(), then commit(). Until then nothing of it shows in the folder where the file system has unnamed
 /// files; elsewhere it is a hidden sibling, and what a killed process left there is replaced by the next one that
 /// stages the same file. Destruction without a commit drops it. One thread at a time.
@@ -20,7 +24,8 @@ class staged_file {
   /// For the file that `path` names, which need not exist yet; the file behind a symbolic link, so that the link stays.
   /// An interrupted rewrite of it is finished first. access_denied for a folder, a file that may not be written, and
   /// in a folder where no file can be made.
-  [[nodiscard]] static win32_result<staged_file> create(const std::string& path);
+  [[nodiscard]] static win32_result<staged_file> create(const std::string& path,
+                                                        staging_form form = staging_form::unnamed_if_possible);
 
   staged_file(staged_file&& other) noexcept;
   ~staged_file();
@@ -51,7 +56,7 @@ class staged_file {
 
   staged_file(std::string path, std::string staging_path, const original& replaced);
 
-  win32_error open_file();
+  win32_error open_file(staging_form form);
   win32_error open_named(mode_t mode);
   win32_error sync();
   win32_error publish_new();
