@@ -1,4 +1,4 @@
-// The contract of open files, on the native machine.
+// The contract of open files, on each machine.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/machine.h"
+#include "support/contract_machines.h"
 #include "support/native_capabilities.h"
 #include "support/native_files.h"
 #include "support/scratch_folder.h"
@@ -30,10 +31,10 @@ constexpr open_request writing(disposition how) {
   return {.access = access::write, .share = share::none, .disposition = how};
 }
 
-class file_handles : public testing::Test {
+class file_handles : public test_support::contract_test {
  protected:
   platform::win32_result<std::unique_ptr<platform::file>> open(const std::wstring& path, const open_request& request) {
-    return platform::native_machine().files.open(path, request);
+    return test_support::machine_under_test().files.open(path, request);
   }
 
   win32_error error_of_open(const std::wstring& path, const open_request& request) {
@@ -67,71 +68,71 @@ class file_handles : public testing::Test {
 
 // Dispositions.
 
-TEST_F(file_handles, create_new_makes_an_empty_file) {
+TEST_P(file_handles, create_new_makes_an_empty_file) {
   opened(path_, writing(disposition::create_new));
   EXPECT_EQ(content_of(path_), "");
 }
 
-TEST_F(file_handles, create_new_fails_with_file_exists_and_keeps_the_file) {
+TEST_P(file_handles, create_new_fails_with_file_exists_and_keeps_the_file) {
   put_file(path_, "kept");
   EXPECT_EQ(error_of_open(path_, writing(disposition::create_new)), win32_error::file_exists);
   EXPECT_EQ(content_of(path_), "kept");
 }
 
-TEST_F(file_handles, create_always_makes_a_missing_file) {
+TEST_P(file_handles, create_always_makes_a_missing_file) {
   write(*opened(path_, writing(disposition::create_always)), "new");
   EXPECT_EQ(content_of(path_), "new");
 }
 
-TEST_F(file_handles, create_always_leaves_nothing_of_a_longer_file) {
+TEST_P(file_handles, create_always_leaves_nothing_of_a_longer_file) {
   put_file(path_, "a much longer content");
   write(*opened(path_, writing(disposition::create_always)), "new");
   EXPECT_EQ(content_of(path_), "new");
 }
 
-TEST_F(file_handles, create_always_without_a_write_leaves_an_empty_file) {
+TEST_P(file_handles, create_always_without_a_write_leaves_an_empty_file) {
   put_file(path_, "old");
   opened(path_, writing(disposition::create_always));
   EXPECT_EQ(content_of(path_), "");
 }
 
-TEST_F(file_handles, a_created_file_has_the_attributes_of_the_request) {
+TEST_P(file_handles, a_created_file_has_the_attributes_of_the_request) {
   open_request request = writing(disposition::create_always);
   request.attributes = platform::attribute::hidden | platform::attribute::system;
   opened(path_, request);
-  const auto attributes = platform::native_machine().files.attributes(path_);
+  const auto attributes = test_support::machine_under_test().files.attributes(path_);
   ASSERT_TRUE(attributes);
   EXPECT_EQ(*attributes & 0x7, platform::attribute::hidden | platform::attribute::system);
 }
 
-TEST_F(file_handles, open_existing_fails_with_file_not_found_and_makes_nothing) {
+TEST_P(file_handles, open_existing_fails_with_file_not_found_and_makes_nothing) {
   EXPECT_EQ(error_of_open(path_, writing(disposition::open_existing)), win32_error::file_not_found);
   EXPECT_FALSE(is_there(path_));
 }
 
-TEST_F(file_handles, open_existing_keeps_the_content) {
+TEST_P(file_handles, open_existing_keeps_the_content) {
   put_file(path_, "kept");
   opened(path_, changing);
   EXPECT_EQ(content_of(path_), "kept");
 }
 
-TEST_F(file_handles, open_always_makes_an_empty_file) {
+TEST_P(file_handles, open_always_makes_an_empty_file) {
   opened(path_, writing(disposition::open_always));
   EXPECT_EQ(content_of(path_), "");
 }
 
-TEST_F(file_handles, open_always_keeps_the_content) {
+TEST_P(file_handles, open_always_keeps_the_content) {
   put_file(path_, "kept");
   opened(path_, writing(disposition::open_always));
   EXPECT_EQ(content_of(path_), "kept");
 }
 
-TEST_F(file_handles, rewrite_existing_fails_with_file_not_found_and_makes_nothing) {
+TEST_P(file_handles, rewrite_existing_fails_with_file_not_found_and_makes_nothing) {
   EXPECT_EQ(error_of_open(path_, writing(disposition::rewrite_existing)), win32_error::file_not_found);
   EXPECT_FALSE(is_there(path_));
 }
 
-TEST_F(file_handles, rewrite_existing_takes_a_shorter_content) {
+TEST_P(file_handles, rewrite_existing_takes_a_shorter_content) {
   put_file(path_, "a much longer content");
   auto file = opened(path_, writing(disposition::rewrite_existing));
   write(*file, "short");
@@ -140,7 +141,7 @@ TEST_F(file_handles, rewrite_existing_takes_a_shorter_content) {
   EXPECT_EQ(content_of(path_), "short");
 }
 
-TEST_F(file_handles, rewrite_existing_takes_a_longer_content) {
+TEST_P(file_handles, rewrite_existing_takes_a_longer_content) {
   put_file(path_, "short");
   auto file = opened(path_, writing(disposition::rewrite_existing));
   write(*file, "a much longer content");
@@ -149,7 +150,7 @@ TEST_F(file_handles, rewrite_existing_takes_a_longer_content) {
   EXPECT_EQ(content_of(path_), "a much longer content");
 }
 
-TEST_F(file_handles, every_disposition_fails_with_path_not_found_without_the_folder) {
+TEST_P(file_handles, every_disposition_fails_with_path_not_found_without_the_folder) {
   const std::wstring path = scratch_ / L"no folder/file.bin";
   for (const auto how : {disposition::create_new, disposition::create_always, disposition::open_existing,
                          disposition::open_always, disposition::rewrite_existing}) {
@@ -157,15 +158,15 @@ TEST_F(file_handles, every_disposition_fails_with_path_not_found_without_the_fol
   }
 }
 
-TEST_F(file_handles, a_directory_cant_be_opened) {
+TEST_P(file_handles, a_directory_cant_be_opened) {
   EXPECT_EQ(error_of_open(scratch_.path(), reading), win32_error::access_denied);
   EXPECT_EQ(error_of_open(scratch_.path(), changing), win32_error::access_denied);
 }
 
-TEST_F(file_handles, a_read_only_file_opens_for_reading_only) {
+TEST_P(file_handles, a_read_only_file_opens_for_reading_only) {
   REQUIRE_CAPABILITY(read_only_opening);
   put_file(path_, "kept");
-  ASSERT_EQ(platform::native_machine().files.set_attributes(path_, platform::attribute::read_only),
+  ASSERT_EQ(test_support::machine_under_test().files.set_attributes(path_, platform::attribute::read_only),
             win32_error::success);
   EXPECT_EQ(error_of_open(path_, changing), win32_error::access_denied);
   EXPECT_EQ(error_of_open(path_, appending), win32_error::access_denied);
@@ -174,7 +175,7 @@ TEST_F(file_handles, a_read_only_file_opens_for_reading_only) {
 
 // Reading.
 
-TEST_F(file_handles, a_read_that_reaches_the_end_gives_fewer_bytes_and_then_none) {
+TEST_P(file_handles, a_read_that_reaches_the_end_gives_fewer_bytes_and_then_none) {
   put_file(path_, "0123456789");
   auto file = opened(path_, reading);
   EXPECT_EQ(read(*file, 7), "0123456");
@@ -182,21 +183,21 @@ TEST_F(file_handles, a_read_that_reaches_the_end_gives_fewer_bytes_and_then_none
   EXPECT_EQ(read(*file, 7), "");
 }
 
-TEST_F(file_handles, a_read_of_no_bytes_gives_none) {
+TEST_P(file_handles, a_read_of_no_bytes_gives_none) {
   put_file(path_, "0123456789");
   auto file = opened(path_, reading);
   EXPECT_EQ(read(*file, 0), "");
   EXPECT_EQ(read(*file, 1), "0");
 }
 
-TEST_F(file_handles, a_read_behind_the_end_gives_no_bytes) {
+TEST_P(file_handles, a_read_behind_the_end_gives_no_bytes) {
   put_file(path_, "0123456789");
   auto file = opened(path_, reading);
   EXPECT_EQ(file->seek(1000), win32_error::success);
   EXPECT_EQ(read(*file, 10), "");
 }
 
-TEST_F(file_handles, a_seek_counts_from_the_start) {
+TEST_P(file_handles, a_seek_counts_from_the_start) {
   put_file(path_, "0123456789");
   auto file = opened(path_, reading);
   EXPECT_EQ(read(*file, 5), "01234");
@@ -204,14 +205,14 @@ TEST_F(file_handles, a_seek_counts_from_the_start) {
   EXPECT_EQ(read(*file, 3), "234");
 }
 
-TEST_F(file_handles, a_read_without_the_right_is_denied) {
+TEST_P(file_handles, a_read_without_the_right_is_denied) {
   put_file(path_, "0123456789");
   auto file = opened(path_, writing(disposition::open_existing));
   std::array<std::byte, 4> buffer = {};
   EXPECT_EQ(file->read(buffer).error(), win32_error::access_denied);
 }
 
-TEST_F(file_handles, every_byte_value_comes_back) {
+TEST_P(file_handles, every_byte_value_comes_back) {
   std::string bytes;
   for (int i = 0; i < 256; ++i)
     bytes.push_back(static_cast<char>(i));
@@ -219,7 +220,7 @@ TEST_F(file_handles, every_byte_value_comes_back) {
   EXPECT_EQ(content_of(path_), bytes);
 }
 
-TEST_F(file_handles, a_content_of_some_megabytes_comes_back) {
+TEST_P(file_handles, a_content_of_some_megabytes_comes_back) {
   std::string bytes(5'000'001, 'x');
   for (std::size_t i = 0; i < bytes.size(); i += 997)
     bytes[i] = static_cast<char>('a' + i % 26);
@@ -229,7 +230,7 @@ TEST_F(file_handles, a_content_of_some_megabytes_comes_back) {
 
 // Writing.
 
-TEST_F(file_handles, a_write_replaces_only_the_bytes_at_its_position) {
+TEST_P(file_handles, a_write_replaces_only_the_bytes_at_its_position) {
   put_file(path_, "0123456789");
   auto file = opened(path_, changing);
   EXPECT_EQ(file->seek(3), win32_error::success);
@@ -238,7 +239,7 @@ TEST_F(file_handles, a_write_replaces_only_the_bytes_at_its_position) {
   EXPECT_EQ(content_of(path_), "012abc6789");
 }
 
-TEST_F(file_handles, a_write_behind_the_end_fills_the_gap_with_zeros) {
+TEST_P(file_handles, a_write_behind_the_end_fills_the_gap_with_zeros) {
   put_file(path_, "01");
   auto file = opened(path_, changing);
   EXPECT_EQ(file->seek(4), win32_error::success);
@@ -247,14 +248,14 @@ TEST_F(file_handles, a_write_behind_the_end_fills_the_gap_with_zeros) {
   EXPECT_EQ(content_of(path_), std::string("01\0\0x", 5));
 }
 
-TEST_F(file_handles, a_write_without_the_right_is_denied_and_changes_nothing) {
+TEST_P(file_handles, a_write_without_the_right_is_denied_and_changes_nothing) {
   put_file(path_, "0123456789");
   auto file = opened(path_, reading);
   EXPECT_EQ(file->write(std::as_bytes(std::span(std::string_view("xx")))).error(), win32_error::access_denied);
   EXPECT_EQ(content_of(path_), "0123456789");
 }
 
-TEST_F(file_handles, appended_writes_of_two_handles_follow_each_other) {
+TEST_P(file_handles, appended_writes_of_two_handles_follow_each_other) {
   auto first = opened(path_, appending);
   auto second = opened(path_, appending);
   write(*first, "one ");
@@ -263,7 +264,7 @@ TEST_F(file_handles, appended_writes_of_two_handles_follow_each_other) {
   EXPECT_EQ(content_of(path_), "one two three");
 }
 
-TEST_F(file_handles, an_appended_write_goes_to_the_end_after_a_seek) {
+TEST_P(file_handles, an_appended_write_goes_to_the_end_after_a_seek) {
   put_file(path_, "0123");
   auto file = opened(path_, appending);
   EXPECT_EQ(file->seek(0), win32_error::success);
@@ -271,7 +272,7 @@ TEST_F(file_handles, an_appended_write_goes_to_the_end_after_a_seek) {
   EXPECT_EQ(content_of(path_), "0123end");
 }
 
-TEST_F(file_handles, size_is_that_of_the_moment) {
+TEST_P(file_handles, size_is_that_of_the_moment) {
   put_file(path_, "0123456789");
   auto file = opened(path_, changing);
   EXPECT_EQ(*file->size(), 10U);
@@ -280,7 +281,7 @@ TEST_F(file_handles, size_is_that_of_the_moment) {
   EXPECT_EQ(*file->size(), 12U);
 }
 
-TEST_F(file_handles, set_end_cuts_at_the_position) {
+TEST_P(file_handles, set_end_cuts_at_the_position) {
   put_file(path_, "0123456789");
   auto file = opened(path_, changing);
   EXPECT_EQ(file->seek(4), win32_error::success);
@@ -290,7 +291,7 @@ TEST_F(file_handles, set_end_cuts_at_the_position) {
   EXPECT_EQ(content_of(path_), "0123");
 }
 
-TEST_F(file_handles, set_end_extends_with_zeros) {
+TEST_P(file_handles, set_end_extends_with_zeros) {
   put_file(path_, "01");
   auto file = opened(path_, changing);
   EXPECT_EQ(file->seek(4), win32_error::success);
@@ -301,19 +302,19 @@ TEST_F(file_handles, set_end_extends_with_zeros) {
 
 // Closing.
 
-TEST_F(file_handles, a_second_close_does_nothing) {
+TEST_P(file_handles, a_second_close_does_nothing) {
   auto file = opened(path_, writing(disposition::create_new));
   EXPECT_EQ(file->close(), win32_error::success);
   EXPECT_EQ(file->close(), win32_error::success);
 }
 
-TEST_F(file_handles, a_closed_file_is_free_for_others) {
+TEST_P(file_handles, a_closed_file_is_free_for_others) {
   auto file = opened(path_, writing(disposition::create_new));
   EXPECT_EQ(file->close(), win32_error::success);
   EXPECT_EQ(error_of_open(path_, changing), win32_error::success);
 }
 
-TEST_F(file_handles, a_file_dropped_without_a_close_keeps_what_was_written) {
+TEST_P(file_handles, a_file_dropped_without_a_close_keeps_what_was_written) {
   for (const auto how : {disposition::create_always, disposition::open_existing}) {
     auto file = opened(path_, writing(how));
     write(*file, "written");
@@ -326,19 +327,19 @@ TEST_F(file_handles, a_file_dropped_without_a_close_keeps_what_was_written) {
 
 constexpr platform::file_time some_time = 132'539'328'123'456'789;  // in the year 2020
 
-TEST_F(file_handles, the_last_write_time_is_set_to_the_tick) {
+TEST_P(file_handles, the_last_write_time_is_set_to_the_tick) {
   put_file(path_, "content");
   auto file = opened(path_, {.access = access::write_attributes, .share = share::read | share::write});
   EXPECT_EQ(file->set_last_write_time(some_time), win32_error::success);
   EXPECT_EQ(file->close(), win32_error::success);
-  EXPECT_EQ(platform::native_machine().files.facts(path_)->last_written, some_time);
+  EXPECT_EQ(test_support::machine_under_test().files.facts(path_)->last_written, some_time);
   EXPECT_EQ(content_of(path_), "content");
 }
 
-TEST_F(file_handles, the_creation_time_stays_when_the_last_write_time_is_set) {
+TEST_P(file_handles, the_creation_time_stays_when_the_last_write_time_is_set) {
   REQUIRE_CAPABILITY(creation_time);
   put_file(path_, "content");
-  auto& files = platform::native_machine().files;
+  auto& files = test_support::machine_under_test().files;
   const auto before = files.facts(path_);
   ASSERT_TRUE(before);
   auto file = opened(path_, {.access = access::write_attributes, .share = share::read | share::write});
@@ -347,19 +348,19 @@ TEST_F(file_handles, the_creation_time_stays_when_the_last_write_time_is_set) {
   EXPECT_EQ(files.facts(path_)->created, before->created);
 }
 
-TEST_F(file_handles, a_last_write_time_that_was_set_survives_the_close_of_a_written_file) {
+TEST_P(file_handles, a_last_write_time_that_was_set_survives_the_close_of_a_written_file) {
   for (const auto how : {disposition::create_always, disposition::open_existing}) {
     auto file = opened(path_, writing(how));
     write(*file, "written");
     EXPECT_EQ(file->set_last_write_time(some_time), win32_error::success);
     EXPECT_EQ(file->close(), win32_error::success);
-    EXPECT_EQ(platform::native_machine().files.facts(path_)->last_written, some_time);
+    EXPECT_EQ(test_support::machine_under_test().files.facts(path_)->last_written, some_time);
   }
 }
 
-TEST_F(file_handles, a_write_moves_the_last_write_time) {
+TEST_P(file_handles, a_write_moves_the_last_write_time) {
   put_file(path_, "content");
-  auto& files = platform::native_machine().files;
+  auto& files = test_support::machine_under_test().files;
   auto file = opened(path_, changing);
   EXPECT_EQ(file->set_last_write_time(some_time), win32_error::success);
   EXPECT_EQ(file->close(), win32_error::success);
@@ -369,7 +370,7 @@ TEST_F(file_handles, a_write_moves_the_last_write_time) {
 
 // Sharing.
 
-TEST_F(file_handles, a_file_opened_without_sharing_is_closed_to_everybody) {
+TEST_P(file_handles, a_file_opened_without_sharing_is_closed_to_everybody) {
   REQUIRE_CAPABILITY(sharing_violations);
   put_file(path_, "content");
   auto first = opened(path_, {.access = access::read, .share = share::none});
@@ -378,7 +379,7 @@ TEST_F(file_handles, a_file_opened_without_sharing_is_closed_to_everybody) {
   EXPECT_EQ(error_of_open(path_, reading), win32_error::success);
 }
 
-TEST_F(file_handles, a_reader_who_shares_reading_only_is_kept_out_by_a_writer) {
+TEST_P(file_handles, a_reader_who_shares_reading_only_is_kept_out_by_a_writer) {
   REQUIRE_CAPABILITY(sharing_violations);
   put_file(path_, "content");
   const auto writer = opened(path_, {.access = access::write, .share = share::read});
@@ -386,41 +387,43 @@ TEST_F(file_handles, a_reader_who_shares_reading_only_is_kept_out_by_a_writer) {
   EXPECT_EQ(error_of_open(path_, {.access = access::read, .share = share::read | share::write}), win32_error::success);
 }
 
-TEST_F(file_handles, a_writer_is_kept_out_by_a_reader_who_shares_reading_only) {
+TEST_P(file_handles, a_writer_is_kept_out_by_a_reader_who_shares_reading_only) {
   REQUIRE_CAPABILITY(sharing_violations);
   put_file(path_, "content");
   const auto reader = opened(path_, {.access = access::read, .share = share::read});
   EXPECT_EQ(error_of_open(path_, {.access = access::write, .share = share::all}), win32_error::sharing_violation);
 }
 
-TEST_F(file_handles, a_file_that_does_not_share_removal_cant_be_deleted) {
+TEST_P(file_handles, a_file_that_does_not_share_removal_cant_be_deleted) {
   REQUIRE_CAPABILITY(sharing_violations);
   put_file(path_, "content");
   const auto reader = opened(path_, {.access = access::read, .share = share::read | share::write});
-  EXPECT_EQ(platform::native_machine().files.delete_file(path_), win32_error::sharing_violation);
+  EXPECT_EQ(test_support::machine_under_test().files.delete_file(path_), win32_error::sharing_violation);
   EXPECT_TRUE(is_there(path_));
 }
 
-TEST_F(file_handles, the_attributes_of_a_file_opened_without_sharing_can_be_read) {
+TEST_P(file_handles, the_attributes_of_a_file_opened_without_sharing_can_be_read) {
   put_file(path_, "content");
   const auto first = opened(path_, changing);
-  EXPECT_TRUE(platform::native_machine().files.attributes(path_));
-  EXPECT_TRUE(platform::native_machine().files.facts(path_));
+  EXPECT_TRUE(test_support::machine_under_test().files.attributes(path_));
+  EXPECT_TRUE(test_support::machine_under_test().files.facts(path_));
 }
 
-TEST_F(file_handles, the_times_of_a_file_opened_without_sharing_can_be_set) {
+TEST_P(file_handles, the_times_of_a_file_opened_without_sharing_can_be_set) {
   put_file(path_, "content");
   const auto first = opened(path_, {.access = access::read, .share = share::none});
   auto second = opened(path_, {.access = access::write_attributes, .share = share::read | share::write});
   EXPECT_EQ(second->set_last_write_time(some_time), win32_error::success);
 }
 
-TEST_F(file_handles, two_who_share_everything_see_each_others_bytes) {
+TEST_P(file_handles, two_who_share_everything_see_each_others_bytes) {
   put_file(path_, "0123");
   auto writer = opened(path_, {.access = access::write, .share = share::all});
   auto reader = opened(path_, reading);
   write(*writer, "ab");
   EXPECT_EQ(read(*reader, 10), "ab23");
 }
+
+RUN_ON_EACH_MACHINE(file_handles);
 
 }  // namespace

@@ -1,10 +1,11 @@
-// The contract of paths, attributes and directories, on the native machine.
+// The contract of paths, attributes and directories, on each machine.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
 #include "platform/machine.h"
+#include "support/contract_machines.h"
 #include "support/native_capabilities.h"
 #include "support/native_files.h"
 #include "support/scratch_folder.h"
@@ -18,9 +19,9 @@ using test_support::is_there;
 using test_support::put_file;
 namespace attribute = platform::attribute;
 
-class file_system : public testing::Test {
+class file_system : public test_support::contract_test {
  protected:
-  platform::file_system& files_ = platform::native_machine().files;
+  platform::file_system& files_ = test_support::machine_under_test().files;
   test_support::scratch_folder scratch_;
   std::wstring path_ = scratch_ / L"file.txt";
   std::wstring missing_ = scratch_ / L"missing.txt";
@@ -36,18 +37,18 @@ class file_system : public testing::Test {
 
 // Attributes and facts.
 
-TEST_F(file_system, only_a_directory_has_the_directory_bit) {
+TEST_P(file_system, only_a_directory_has_the_directory_bit) {
   put_file(path_, "content");
   EXPECT_EQ(attributes_of(path_, attribute::directory), 0U);
   EXPECT_EQ(attributes_of(scratch_.path(), attribute::directory), attribute::directory);
 }
 
-TEST_F(file_system, a_directory_may_be_named_with_a_separator_at_its_end) {
+TEST_P(file_system, a_directory_may_be_named_with_a_separator_at_its_end) {
   EXPECT_EQ(attributes_of(scratch_.path() + L"/", attribute::directory), attribute::directory);
   EXPECT_EQ(attributes_of(scratch_.path() + L"\\", attribute::directory), attribute::directory);
 }
 
-TEST_F(file_system, a_missing_file_is_file_not_found) {
+TEST_P(file_system, a_missing_file_is_file_not_found) {
   EXPECT_EQ(files_.attributes(missing_).error(), win32_error::file_not_found);
   EXPECT_EQ(files_.facts(missing_).error(), win32_error::file_not_found);
   EXPECT_EQ(files_.set_attributes(missing_, attribute::hidden), win32_error::file_not_found);
@@ -55,7 +56,7 @@ TEST_F(file_system, a_missing_file_is_file_not_found) {
   EXPECT_EQ(files_.copy_file(missing_, path_).error(), win32_error::file_not_found);
 }
 
-TEST_F(file_system, a_missing_folder_is_path_not_found) {
+TEST_P(file_system, a_missing_folder_is_path_not_found) {
   put_file(path_, "content");
   EXPECT_EQ(files_.attributes(without_folder_).error(), win32_error::path_not_found);
   EXPECT_EQ(files_.facts(without_folder_).error(), win32_error::path_not_found);
@@ -66,24 +67,24 @@ TEST_F(file_system, a_missing_folder_is_path_not_found) {
   EXPECT_EQ(files_.copy_file(path_, without_folder_).error(), win32_error::path_not_found);
 }
 
-TEST_F(file_system, a_file_in_a_folders_place_is_path_not_found) {
+TEST_P(file_system, a_file_in_a_folders_place_is_path_not_found) {
   put_file(path_, "content");
   const std::wstring below = paths::join(path_, L"below.txt");
   EXPECT_EQ(files_.attributes(below).error(), win32_error::path_not_found);
   EXPECT_EQ(files_.open(below, {}).error(), win32_error::path_not_found);
 }
 
-TEST_F(file_system, an_empty_path_is_path_not_found) {
+TEST_P(file_system, an_empty_path_is_path_not_found) {
   EXPECT_EQ(files_.attributes(L"").error(), win32_error::path_not_found);
   EXPECT_EQ(files_.open(L"", {}).error(), win32_error::path_not_found);
 }
 
-TEST_F(file_system, a_name_that_cant_exist_is_invalid_name) {
+TEST_P(file_system, a_name_that_cant_exist_is_invalid_name) {
   REQUIRE_CAPABILITY(forbidden_characters);
   EXPECT_EQ(files_.attributes(scratch_ / L"a*b.txt").error(), win32_error::invalid_name);
 }
 
-TEST_F(file_system, a_path_of_a_hundred_thousand_characters_fails) {
+TEST_P(file_system, a_path_of_a_hundred_thousand_characters_fails) {
   const std::wstring endless = scratch_ / std::wstring(100'000, L'a');
   EXPECT_FALSE(files_.attributes(endless));
   EXPECT_FALSE(files_.open(endless, {}));
@@ -93,8 +94,8 @@ TEST_F(file_system, a_path_of_a_hundred_thousand_characters_fails) {
   EXPECT_FALSE(files_.attributes(deep));
 }
 
-TEST_F(file_system, facts_tell_size_and_times) {
-  platform::clock& clock = platform::native_machine().clock;
+TEST_P(file_system, facts_tell_size_and_times) {
+  platform::clock& clock = test_support::machine_under_test().clock;
   constexpr platform::file_time slack = 10'000'000;  // one second: file systems round, and clocks are cached
   const platform::file_time before = clock.now() - slack;
   put_file(path_, "0123456789");
@@ -109,13 +110,13 @@ TEST_F(file_system, facts_tell_size_and_times) {
   EXPECT_EQ(facts->attributes, *files_.attributes(path_));
 }
 
-TEST_F(file_system, facts_of_a_directory_have_the_directory_bit) {
+TEST_P(file_system, facts_of_a_directory_have_the_directory_bit) {
   const auto facts = files_.facts(scratch_.path());
   ASSERT_TRUE(facts);
   EXPECT_NE(facts->attributes & attribute::directory, 0U);
 }
 
-TEST_F(file_system, attributes_of_a_file_come_back_in_every_combination) {
+TEST_P(file_system, attributes_of_a_file_come_back_in_every_combination) {
   constexpr std::uint32_t mask = attribute::read_only | attribute::hidden | attribute::system;
   put_file(path_, "content");
   for (std::uint32_t bits = 0; bits <= mask; ++bits) {
@@ -128,7 +129,7 @@ TEST_F(file_system, attributes_of_a_file_come_back_in_every_combination) {
   EXPECT_EQ(content_of(path_), "content");
 }
 
-TEST_F(file_system, the_archive_attribute_is_set_and_cleared) {
+TEST_P(file_system, the_archive_attribute_is_set_and_cleared) {
   REQUIRE_CAPABILITY(archive_attribute);
   put_file(path_, "content");
   EXPECT_EQ(files_.set_attributes(path_, attribute::archive), win32_error::success);
@@ -137,7 +138,7 @@ TEST_F(file_system, the_archive_attribute_is_set_and_cleared) {
   EXPECT_EQ(attributes_of(path_, attribute::archive), 0U);
 }
 
-TEST_F(file_system, attributes_of_a_directory_come_back) {
+TEST_P(file_system, attributes_of_a_directory_come_back) {
   REQUIRE_CAPABILITY(directory_attributes);
   constexpr std::uint32_t mask = attribute::hidden | attribute::system;
   const std::wstring folder = scratch_ / L"folder";
@@ -148,7 +149,7 @@ TEST_F(file_system, attributes_of_a_directory_come_back) {
   }
 }
 
-TEST_F(file_system, a_directory_stays_one_whatever_attributes_are_set) {
+TEST_P(file_system, a_directory_stays_one_whatever_attributes_are_set) {
   const std::wstring folder = scratch_ / L"folder";
   ASSERT_EQ(files_.create_directory(folder), win32_error::success);
   EXPECT_EQ(files_.set_attributes(folder, attribute::normal), win32_error::success);
@@ -159,21 +160,21 @@ TEST_F(file_system, a_directory_stays_one_whatever_attributes_are_set) {
 
 // Directories, copies, deletion.
 
-TEST_F(file_system, a_new_directory_holds_files) {
+TEST_P(file_system, a_new_directory_holds_files) {
   const std::wstring folder = scratch_ / L"folder";
   EXPECT_EQ(files_.create_directory(folder), win32_error::success);
   put_file(paths::join(folder, L"file.txt"), "content");
   EXPECT_EQ(content_of(paths::join(folder, L"file.txt")), "content");
 }
 
-TEST_F(file_system, a_taken_name_is_already_exists_for_a_directory) {
+TEST_P(file_system, a_taken_name_is_already_exists_for_a_directory) {
   put_file(path_, "content");
   EXPECT_EQ(files_.create_directory(scratch_.path()), win32_error::already_exists);
   EXPECT_EQ(files_.create_directory(path_), win32_error::already_exists);
   EXPECT_EQ(content_of(path_), "content");
 }
 
-TEST_F(file_system, a_copy_has_the_content_and_leaves_the_source) {
+TEST_P(file_system, a_copy_has_the_content_and_leaves_the_source) {
   const std::wstring copy = scratch_ / L"copy.txt";
   put_file(path_, "content");
   const auto copied = files_.copy_file(path_, copy);
@@ -183,7 +184,7 @@ TEST_F(file_system, a_copy_has_the_content_and_leaves_the_source) {
   EXPECT_EQ(content_of(path_), "content");
 }
 
-TEST_F(file_system, a_copy_never_replaces_a_file) {
+TEST_P(file_system, a_copy_never_replaces_a_file) {
   const std::wstring taken = scratch_ / L"taken.txt";
   put_file(path_, "content");
   put_file(taken, "kept");
@@ -191,25 +192,25 @@ TEST_F(file_system, a_copy_never_replaces_a_file) {
   EXPECT_EQ(content_of(taken), "kept");
 }
 
-TEST_F(file_system, a_directory_cant_be_copied) {
+TEST_P(file_system, a_directory_cant_be_copied) {
   EXPECT_EQ(files_.copy_file(scratch_.path(), missing_).error(), win32_error::access_denied);
   EXPECT_FALSE(is_there(missing_));
 }
 
-TEST_F(file_system, a_deleted_file_is_gone) {
+TEST_P(file_system, a_deleted_file_is_gone) {
   put_file(path_, "content");
   EXPECT_EQ(files_.delete_file(path_), win32_error::success);
   EXPECT_FALSE(is_there(path_));
 }
 
-TEST_F(file_system, a_directory_cant_be_deleted_as_a_file) {
+TEST_P(file_system, a_directory_cant_be_deleted_as_a_file) {
   const std::wstring folder = scratch_ / L"folder";
   ASSERT_EQ(files_.create_directory(folder), win32_error::success);
   EXPECT_EQ(files_.delete_file(folder), win32_error::access_denied);
   EXPECT_TRUE(is_there(folder));
 }
 
-TEST_F(file_system, a_read_only_file_cant_be_deleted) {
+TEST_P(file_system, a_read_only_file_cant_be_deleted) {
   REQUIRE_CAPABILITY(read_only_deletion);
   put_file(path_, "content");
   ASSERT_EQ(files_.set_attributes(path_, attribute::read_only), win32_error::success);
@@ -219,13 +220,13 @@ TEST_F(file_system, a_read_only_file_cant_be_deleted) {
 
 // Names.
 
-TEST_F(file_system, both_separators_lead_to_the_same_file) {
+TEST_P(file_system, both_separators_lead_to_the_same_file) {
   ASSERT_EQ(files_.create_directory(scratch_ / L"folder"), win32_error::success);
   put_file(scratch_ / L"folder\\file.txt", "content");
   EXPECT_EQ(content_of(scratch_ / L"folder/file.txt"), "content");
 }
 
-TEST_F(file_system, names_of_every_script_are_kept_apart) {
+TEST_P(file_system, names_of_every_script_are_kept_apart) {
   const std::wstring umlaut = scratch_ / L"\u00fcber \u65e5\u672c.txt";
   const std::wstring beyond_16_bits = scratch_ / L"\U0001f600.txt";
   put_file(umlaut, "one");
@@ -254,7 +255,7 @@ class long_paths : public file_system {
   }
 };
 
-TEST_F(long_paths, directories_of_every_length_around_the_limits_can_be_made_and_filled) {
+TEST_P(long_paths, directories_of_every_length_around_the_limits_can_be_made_and_filled) {
   for (const std::size_t length : {246U, 247U, 248U, 249U, 258U, 259U, 260U, 261U, 400U}) {
     const test_support::scratch_folder own;
     const std::wstring folder = folder_of_length(own.path(), length);
@@ -265,7 +266,7 @@ TEST_F(long_paths, directories_of_every_length_around_the_limits_can_be_made_and
   }
 }
 
-TEST_F(long_paths, every_operation_takes_a_path_over_260_characters) {
+TEST_P(long_paths, every_operation_takes_a_path_over_260_characters) {
   const std::wstring folder = folder_of_length(scratch_.path(), 300);
   const std::wstring file = paths::join(folder, L"file.txt");
   const std::wstring copy = paths::join(folder, L"copy.txt");
@@ -282,7 +283,7 @@ TEST_F(long_paths, every_operation_takes_a_path_over_260_characters) {
   EXPECT_EQ(files_.attributes(paths::join(folder, L"none/file.txt")).error(), win32_error::path_not_found);
 }
 
-TEST_F(long_paths, a_long_path_means_what_a_short_one_means) {
+TEST_P(long_paths, a_long_path_means_what_a_short_one_means) {
   const std::wstring folder = folder_of_length(scratch_.path(), 300);
   put_file(paths::join(folder, L"file.txt"), "content");
   EXPECT_EQ(content_of(folder + L"/file.txt"), "content");
@@ -290,5 +291,8 @@ TEST_F(long_paths, a_long_path_means_what_a_short_one_means) {
   EXPECT_EQ(content_of(folder + L"\\\\file.txt"), "content");
   EXPECT_EQ(content_of(folder + L"/../" + std::wstring(paths::file_name(folder)) + L"/file.txt"), "content");
 }
+
+RUN_ON_EACH_MACHINE(file_system);
+RUN_ON_EACH_MACHINE(long_paths);
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What the native machine of a test run can't show.
+// What a machine under test can't show.
 #pragma once
 
 #include <cstdint>

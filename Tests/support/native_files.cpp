@@ -3,7 +3,7 @@
 #include <span>
 #include <stdexcept>
 
-#include "platform/machine.h"
+#include "support/contract_machines.h"
 #include "text/conversions.h"
 
 namespace test_support {
@@ -22,7 +22,7 @@ using platform::share;
 }  // namespace
 
 void put_file(const std::wstring& path, std::string_view content) {
-  auto file = platform::native_machine().files.open(
+  auto file = machine_under_test().files.open(
       path, {.access = access::write, .share = share::none, .disposition = disposition::create_always});
   if (!file) fail(path, "open for writing", file.error());
   const auto written = (*file)->write(std::as_bytes(std::span(content)));
@@ -33,7 +33,7 @@ void put_file(const std::wstring& path, std::string_view content) {
 }
 
 std::string content_of(const std::wstring& path) {
-  auto file = platform::native_machine().files.open(path, {.access = access::read, .share = share::all});
+  auto file = machine_under_test().files.open(path, {.access = access::read, .share = share::all});
   if (!file) fail(path, "open for reading", file.error());
   const auto size = (*file)->size();
   if (!size) fail(path, "size", size.error());
@@ -44,6 +44,6 @@ std::string content_of(const std::wstring& path) {
   return content;
 }
 
-bool is_there(const std::wstring& path) { return platform::native_machine().files.attributes(path).has_value(); }
+bool is_there(const std::wstring& path) { return machine_under_test().files.attributes(path).has_value(); }
 
 }  // namespace test_support

@@ -1,4 +1,4 @@
-// Whole files of the native machine, for tests that need one to be there or look at what became of it.
+// Whole files of the machine under test, for tests that need one to be there or look at what became of it.
 #pragma once
 
 #include <string>

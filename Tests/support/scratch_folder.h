@@ -1,4 +1,4 @@
-// A folder of the native machine that lasts as long as its object.
+// A folder of the machine under test that lasts as long as its object.
 #pragma once
 
 #include <string>

@@ -177,7 +177,7 @@ TEST_F(simulated_profiles, writing_keeps_every_other_line) {
   EXPECT_EQ(profiles.write(ini, L"a", L"new", L"x"), win32_error::success);
   EXPECT_EQ(profiles.write(ini, L"b", L"k", std::nullopt), win32_error::success);
   EXPECT_EQ(profiles.write(ini, L"c", L"k", L"y"), win32_error::success);
-  EXPECT_EQ(machine.read_file(ini), "; note\r\n[a]\r\nK=9\r\nl=2\r\nnew=x\r\n\r\n[b]\r\n[c]\r\nk=y\r\n");
+  EXPECT_EQ(machine.read_file(ini), "; note\r\n[a]\r\nk=9\r\nl=2\r\nnew=x\r\n\r\n[b]\r\n[c]\r\nk=y\r\n");
 }
 
 TEST_F(simulated_profiles, a_file_with_the_mark_stays_utf16) {

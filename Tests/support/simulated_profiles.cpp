@@ -151,12 +151,15 @@ void set_key(ini_text& ini, const std::wstring& section_name, const std::wstring
   }
   std::size_t at = find_key(ini, section, key);
   if (at < section.end) {
+    // The key stays spelled as it was.
+    const std::wstring kept(key_of(ini.lines[at]));
     erase_lines(ini, at, at + 1);
-  } else {
-    // Blank lines in front of the next section stay there.
-    while (at > section.first + 1 && trimmed(ini.lines[at - 1]).empty())
-      --at;
+    insert_line(ini, at, kept + L'=' + value);
+    return;
   }
+  // Blank lines in front of the next section stay there.
+  while (at > section.first + 1 && trimmed(ini.lines[at - 1]).empty())
+    --at;
   insert_line(ini, at, key + L'=' + value);
 }
 
