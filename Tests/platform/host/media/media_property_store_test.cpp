@@ -289,6 +289,17 @@ class without_privileges {
 TEST_F(media_property_store, a_read_only_file_is_read_and_not_written) {
   std::filesystem::permissions(movie, std::filesystem::perms(0444));
   std::filesystem::permissions(std::filesystem::path(movie).parent_path(), std::filesystem::perms(0755));
+  EXPECT_EQ(open_code(wide_movie, handler_access::read), hresult::ok);
+  EXPECT_EQ(open_code(wide_movie, handler_access::read_write), hresult::access_denied);
+  const without_privileges scope;
+  EXPECT_EQ(open_code(wide_movie, handler_access::read), hresult::ok);
+  EXPECT_EQ(open_code(wide_movie, handler_access::read_write), hresult::access_denied);
+}
+
+TEST_F(media_property_store, a_file_of_another_user_is_read_and_not_written) {
+  if (::geteuid() != 0) GTEST_SKIP() << "this process may not act as another user";
+  std::filesystem::permissions(movie, std::filesystem::perms(0644));
+  std::filesystem::permissions(std::filesystem::path(movie).parent_path(), std::filesystem::perms(0755));
   const without_privileges scope;
   EXPECT_EQ(open_code(wide_movie, handler_access::read), hresult::ok);
   EXPECT_EQ(open_code(wide_movie, handler_access::read_write), hresult::access_denied);

@@ -99,6 +99,8 @@ hresult_result<media_file> open_media_file(const std::wstring& path, handler_acc
   struct stat status {};
   if (::fstat(file.descriptor.get(), &status) != 0) return hresult_from(error_from_errno(errno));
   if (!S_ISREG(status.st_mode)) return hresult::fail;
+  // The read-only attribute, the owner's missing permission, binds the superuser too.
+  if (access == handler_access::read_write && (status.st_mode & S_IWUSR) == 0) return hresult::access_denied;
   const auto stamp = stamp_of(file.descriptor.get());
   if (!stamp) return hresult_from(stamp.error());
   file.stamp = *stamp;
