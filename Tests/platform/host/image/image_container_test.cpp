@@ -34,7 +34,7 @@ std::optional<wide_strings> keywords(const std::string& bytes) {
   return image ? read_keywords(image->blocks()) : std::nullopt;
 }
 
-const std::string xmp_text = packet(description(" xmp:Label=\"red\""), 2000);
+const std::string xmp_text = packet(description(" xmp:Label=\"red\""), 900);
 const std::string extended_xmp = segment(0xe1, "http://ns.adobe.com/xmp/extension/\0"s + std::string(32, 'A') + "data");
 const std::string icc = segment(0xe2, "ICC_PROFILE\0\1\1 profile"s);
 const std::string comment = segment(0xfe, "a comment");
@@ -116,13 +116,12 @@ TEST(image_container, the_second_change_keeps_the_size) {
       EXPECT_EQ(other.size(), rated.size());
     }
     const std::string tagged = changed(rated, two_tags);
-    const opened_image opened = open(tagged);
-    std::size_t written = 0;
-    const auto plan = plan_change(*opened, {99, {}});
-    ASSERT_TRUE(plan);
-    for (const auto& change : *plan)
-      written += change.bytes.size();
-    EXPECT_LT(written, 1000U);
+    const std::string again = changed(tagged, {99, {}});
+    ASSERT_EQ(again.size(), tagged.size());
+    std::size_t different = 0;
+    for (std::size_t at = 0; at < again.size(); ++at)
+      different += again[at] != tagged[at] ? 1U : 0U;
+    EXPECT_LT(different, 100U);
   }
 }
 
@@ -282,7 +281,7 @@ TEST(jpeg_container, a_packet_of_the_largest_size_is_edited_in_place) {
   const std::string small = packet(description(" xmp:Rating=\"1\" MicrosoftPhoto:Rating=\"1\""), 0);
   const std::string largest =
       packet(description(" xmp:Rating=\"1\" MicrosoftPhoto:Rating=\"1\""), 65504 - small.size());
-  const std::string before = jpeg(exif_segment(new_tiff_block({})) + xmp_segment(largest));
+  const std::string before = jpeg(exif_segment(camera_exif()) + xmp_segment(largest));
   EXPECT_EQ(rating(changed(before, four_stars)), 75U);
 }
 

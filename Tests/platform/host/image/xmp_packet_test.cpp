@@ -49,6 +49,14 @@ TEST(xmp_packet, tells_properties_by_namespace_and_not_by_prefix) {
                    R"(xmlns:xmp="http://example.com/" xmp:Rating="1" a:Rating="5"/>)"));
 }
 
+TEST(xmp_packet, the_percent_rating_is_known_with_and_without_the_last_slash_of_its_namespace) {
+  const std::string other =
+      R"(<rdf:Description rdf:about="" xmlns:M="http://ns.microsoft.com/photo/1.0" M:Rating="75"/>)";
+  EXPECT_EQ(values(packet(other), xmp_field::percent), strings{"75"});
+  EXPECT_EQ(edited(packet(other), {{xmp_field::percent, {"25"}}}),
+            packet(R"(<rdf:Description rdf:about="" xmlns:M="http://ns.microsoft.com/photo/1.0" M:Rating="25"/>)"));
+}
+
 TEST(xmp_packet, reads_lists_of_every_kind_and_a_single_value) {
   const strings expected{"one", "two & more"};
   for (const std::string& kind : strings{"Bag", "Seq", "Alt"}) {

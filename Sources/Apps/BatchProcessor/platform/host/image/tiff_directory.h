@@ -93,7 +93,7 @@ enum class tiff_growth {
 [[nodiscard]] std::optional<tiff_edit> edit_tiff_block(const tiff_block& block, std::span<const tiff_change> changes,
                                                        tiff_growth growth, std::uint64_t size_limit);
 
-/// A little-endian Exif block of these fields alone.
+/// A little-endian Exif block of these fields alone, of which there is at least one to set.
 [[nodiscard]] std::string new_tiff_block(std::span<const tiff_change> changes);
 
 }  // namespace platform::host::image

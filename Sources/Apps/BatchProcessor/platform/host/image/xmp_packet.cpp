@@ -41,7 +41,7 @@ expanded_name expand(std::string_view name) {
 
 std::optional<xmp_field> field_of(const expanded_name& name) {
   for (std::size_t i = 0; i < xmp_field_count; ++i) {
-    if (xmp_names[i].uri == name.uri && xmp_names[i].local == name.local) return static_cast<xmp_field>(i);
+    if (is_namespace_of(xmp_names[i], name.uri) && xmp_names[i].local == name.local) return static_cast<xmp_field>(i);
   }
   return std::nullopt;
 }
@@ -226,7 +226,7 @@ xmp_host_element packet_reader::host_element(const expanded_name& name) const {
   for (std::size_t i = 0; i < xmp_field_count; ++i) {
     // The innermost binding of a prefix is the one that holds.
     for (auto it = bindings_.rbegin(); it != bindings_.rend(); ++it) {
-      const bool ours = it->uri == xmp_names[i].uri;
+      const bool ours = is_namespace_of(xmp_names[i], it->uri);
       if (it->prefix.empty() || (!ours && it->prefix != xmp_names[i].prefix)) continue;
       if (std::any_of(bindings_.rbegin(), it, [&it](const binding& inner) { return inner.prefix == it->prefix; })) {
         continue;

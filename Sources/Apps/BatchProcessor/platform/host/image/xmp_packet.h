@@ -41,6 +41,11 @@ inline constexpr xmp_name xmp_names[xmp_field_count] = {
 
 [[nodiscard]] constexpr const xmp_name& name_of(xmp_field field) { return xmp_names[static_cast<std::size_t>(field)]; }
 
+/// Whether a namespace is the one of the name. Some programs write that of the percent rating without its last slash.
+[[nodiscard]] constexpr bool is_namespace_of(const xmp_name& name, std::string_view uri) {
+  return uri == name.uri || (name.prefix == "MicrosoftPhoto" && uri == name.uri.substr(0, name.uri.size() - 1));
+}
+
 /// Bytes [begin, end) of the packet.
 struct text_range {
   std::size_t begin = 0;
