@@ -4,9 +4,9 @@
 #include "platform/host/error_texts.h"
 #include "platform/host/file_system.h"
 #include "platform/host/imaging.h"
-#include "platform/host/missing_facilities.h"
 #include "platform/host/processes.h"
 #include "platform/host/profile_strings.h"
+#include "platform/host/property_system.h"
 #include "platform/host/shell.h"
 #include "platform/host/terminal.h"
 
