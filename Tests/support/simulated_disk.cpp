@@ -133,15 +133,14 @@ win32_result<disk_entry_pointer> simulated_disk::find(std::wstring_view path) co
     return parsed->drive.starts_with(L'\\') ? win32_error::bad_netpath : win32_error::path_not_found;
   }
   const std::size_t depth = parsed->names.size();
-  disk_entry_pointer found = entries_.at(parsed->key(0));
-  for (std::size_t i = 1; i <= depth; ++i) {
-    if (!found->is_directory()) return win32_error::path_not_found;
-    const auto next = entries_.find(parsed->key(i));
-    if (next == entries_.end()) return i == depth ? win32_error::file_not_found : win32_error::path_not_found;
-    found = next->second;
+  const auto found = entries_.find(parsed->key(depth));  // where an entry is, its folders are
+  if (found == entries_.end()) {
+    const auto folder = entries_.find(parsed->key(depth - 1));
+    const bool has_folder = folder != entries_.end() && folder->second->is_directory();
+    return has_folder ? win32_error::file_not_found : win32_error::path_not_found;
   }
-  if (parsed->ends_in_separator && !found->is_directory()) return win32_error::invalid_name;
-  return found;
+  if (parsed->ends_in_separator && !found->second->is_directory()) return win32_error::invalid_name;
+  return found->second;
 }
 
 win32_result<disk_entry_pointer> simulated_disk::create(std::wstring_view path, std::uint32_t attributes) {
