@@ -21,7 +21,7 @@ hresult open_code(const std::wstring& path, handler_access access = handler_acce
 }
 
 TEST(host_property_system, every_type_of_the_table_opens_whatever_the_case_of_its_extension) {
-  const scratch_folder folder;
+  const media_folder folder;
   const std::string movie = mp4_ftyp() + mp4_atom("moov", mp4_atom("mvhd", zeros(100)));
   const std::pair<const char*, std::string> files[] = {{"a.mp3", mpeg_audio()},
                                                        {"a.MP3", mpeg_audio()},
@@ -41,7 +41,7 @@ TEST(host_property_system, every_type_of_the_table_opens_whatever_the_case_of_it
 }
 
 TEST(host_property_system, a_type_without_a_handler_is_a_class_that_is_not_registered) {
-  const scratch_folder folder;
+  const media_folder folder;
   for (const char* name : {"a.txt", "mp3", ".mp3", "a.mp3.bak", "a", "a.wav", "a.avi", "a.heic"}) {
     write_file(folder.file(name), mpeg_audio());
     EXPECT_EQ(open_code(folder.wide_file(name)), hresult::class_not_registered) << name;
@@ -50,13 +50,13 @@ TEST(host_property_system, a_type_without_a_handler_is_a_class_that_is_not_regis
 }
 
 TEST(host_property_system, a_folder_has_no_handler) {
-  const scratch_folder folder;
+  const media_folder folder;
   std::filesystem::create_directory(folder.file("a.mp3"));
   EXPECT_EQ(open_code(folder.wide_file("a.mp3")), hresult::class_not_registered);
 }
 
 TEST(host_property_system, what_is_not_there_is_not_found_whatever_its_type) {
-  const scratch_folder folder;
+  const media_folder folder;
   for (const char* name : {"no.mp3", "no.jpg", "no.txt"}) {
     EXPECT_EQ(open_code(folder.wide_file(name)), hresult::file_not_found) << name;
   }
@@ -67,7 +67,7 @@ TEST(host_property_system, what_is_not_there_is_not_found_whatever_its_type) {
 }
 
 TEST(host_property_system, a_file_that_the_handler_can_not_decode_fails_the_open) {
-  const scratch_folder folder;
+  const media_folder folder;
   write_file(folder.file("a.mp3"), "no sound");
   write_file(folder.file("a.jpg"), "no picture");
   EXPECT_GE(code_of(open_code(folder.wide_file("a.mp3"))), 0x80000000U);
@@ -75,7 +75,7 @@ TEST(host_property_system, a_file_that_the_handler_can_not_decode_fails_the_open
 }
 
 TEST(host_property_system, a_backslash_separates_in_a_path) {
-  const scratch_folder folder;
+  const media_folder folder;
   write_file(folder.file("a.mp3"), mpeg_audio());
   std::wstring path = folder.wide_file("a.mp3");
   for (wchar_t& c : path)
@@ -84,7 +84,7 @@ TEST(host_property_system, a_backslash_separates_in_a_path) {
 }
 
 TEST(host_property_system, property_sets_of_what_is_not_there_are_not_found) {
-  const scratch_folder folder;
+  const media_folder folder;
   EXPECT_EQ(property_system_instance()
                 .open_property_set_storage(folder.wide_file("no.txt"), storage_access::read_deny_write)
                 .error(),
@@ -92,7 +92,7 @@ TEST(host_property_system, property_sets_of_what_is_not_there_are_not_found) {
 }
 
 TEST(host_property_system, property_sets_hold_values_of_a_type_without_a_handler) {
-  const scratch_folder folder;
+  const media_folder folder;
   write_file(folder.file("a.txt"), "text");
   const property_value four_stars = std::uint32_t{75};
   {

@@ -15,16 +15,16 @@
 namespace test_support {
 
 /// A folder that goes with everything in it.
-class scratch_folder {
+class media_folder {
  public:
-  scratch_folder() {
+  media_folder() {
     std::string name = (std::filesystem::temp_directory_path() / "media_test_XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr) std::abort();
     path_ = name;
   }
-  scratch_folder(const scratch_folder&) = delete;
-  scratch_folder& operator=(const scratch_folder&) = delete;
-  ~scratch_folder() {
+  media_folder(const media_folder&) = delete;
+  media_folder& operator=(const media_folder&) = delete;
+  ~media_folder() {
     std::error_code ignored;  // what can't be removed from the system's folder for such things, it removes
     std::filesystem::remove_all(path_, ignored);
   }

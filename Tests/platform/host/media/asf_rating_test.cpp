@@ -150,7 +150,7 @@ TEST(asf_rating, lying_sizes_never_give_a_plan_that_reads_differently) {
 }
 
 TEST(asf_rating, other_programs_read_what_was_written_to_a_real_file) {
-  const scratch_folder folder;
+  const media_folder folder;
   output_of("ffmpeg -nostdin -v error -f lavfi -i sine=d=2 -metadata title=Title -metadata genre=Rock " +
             folder.file("a.wma"));
   output_of("ffmpeg -nostdin -v error -f lavfi -i testsrc=d=1:s=64x48:r=10 -f lavfi -i sine=d=1 " +

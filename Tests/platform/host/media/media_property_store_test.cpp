@@ -52,7 +52,7 @@ class media_property_store : public ::testing::Test {
  protected:
   void SetUp() override { write_file(movie, plain_movie()); }
 
-  scratch_folder folder;
+  media_folder folder;
   std::string movie = folder.file("a.mp4");
   std::wstring wide_movie = folder.wide_file("a.mp4");
 };
@@ -160,10 +160,34 @@ TEST_F(media_property_store, a_symbolic_link_stays_one) {
   EXPECT_EQ(rating_in(wide_movie), four_stars);
 }
 
-TEST_F(media_property_store, keywords_are_empty_and_not_supported) {
+TEST_F(media_property_store, tags_stand_beside_the_content_and_add_up) {
+  for (const wchar_t* tag : {L"a", L"b"}) {
+    const auto store = opened(wide_movie, handler_access::read_write);
+    const property_value before = *store->get(keywords_key);
+    std::vector<std::wstring> tags;
+    if (const auto* list = std::get_if<std::vector<std::wstring>>(&before)) tags = *list;
+    tags.emplace_back(tag);
+    EXPECT_EQ(store->set(keywords_key, tags), hresult::ok);
+    EXPECT_EQ(*store->get(keywords_key), property_value(tags));
+    EXPECT_EQ(store->commit(), hresult::ok);
+  }
+  EXPECT_EQ(*opened(wide_movie, handler_access::read)->get(keywords_key),
+            property_value(std::vector<std::wstring>{L"a", L"b"}));
+  EXPECT_EQ(read_file(movie), plain_movie());
+}
+
+TEST_F(media_property_store, tags_stay_when_a_rating_gives_the_file_a_new_content) {
   const auto store = opened(wide_movie, handler_access::read_write);
-  EXPECT_EQ(*store->get(keywords_key), property_value());
-  EXPECT_EQ(store->set(keywords_key, std::vector<std::wstring>{L"tag"}), hresult::imaging_property_not_supported);
+  EXPECT_EQ(store->set(keywords_key, std::vector<std::wstring>{L"a"}), hresult::ok);
+  EXPECT_EQ(store->set(rating_key, four_stars), hresult::ok);
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(rating_in(wide_movie), four_stars);
+  EXPECT_EQ(*opened(wide_movie, handler_access::read)->get(keywords_key),
+            property_value(std::vector<std::wstring>{L"a"}));
+}
+
+TEST_F(media_property_store, other_properties_are_not_supported) {
+  const auto store = opened(wide_movie, handler_access::read_write);
   EXPECT_EQ(store->set(platform::people_names_key, std::wstring(L"x")), hresult::imaging_property_not_supported);
   EXPECT_EQ(store->commit(), hresult::ok);
   EXPECT_EQ(read_file(movie), plain_movie());

@@ -390,7 +390,7 @@ TEST(mp3_rating, lying_sizes_never_give_a_plan_that_reads_differently) {
 }
 
 TEST(mp3_rating, other_programs_read_what_was_written_to_a_real_file) {
-  const scratch_folder folder;
+  const media_folder folder;
   output_of(
       "ffmpeg -nostdin -v error -f lavfi -i sine=d=2 -f wav - | lame --quiet --add-id3v2 --tt Title --ta Artist - " +
       folder.file("a.mp3"));
@@ -420,7 +420,7 @@ TEST(mp3_rating, other_programs_read_what_was_written_to_a_real_file) {
 }
 
 TEST(mp3_rating, an_unsynchronised_rating_is_read_by_other_programs) {
-  const scratch_folder folder;
+  const media_folder folder;
   const std::string v3 = id3_tag(3, spread(title(3) + own_frame(3, 64)) + zeros(50), unsynchronised) + mpeg_audio();
   const std::string v4 =
       id3_tag(4, id3_frame(4, "TIT2", zeros(1) + "x", 0x02) + zeros(90), unsynchronised) + mpeg_audio();

@@ -437,7 +437,7 @@ TEST(mp4_rating, an_item_table_of_endless_empty_extents_ends) {
 }
 
 TEST(mp4_rating, other_programs_read_what_was_written_to_a_real_file) {
-  const scratch_folder folder;
+  const media_folder folder;
   const std::string source =
       "ffmpeg -nostdin -v error -f lavfi -i testsrc=d=1:s=64x48:r=10 -f lavfi -i sine=d=1 -c:v mpeg4 -c:a aac ";
   const std::pair<const char*, const char*> files[] = {

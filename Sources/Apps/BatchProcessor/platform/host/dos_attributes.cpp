@@ -81,11 +81,11 @@ std::uint32_t dos_attributes_from(std::string_view value) {
 }
 
 std::optional<std::string> updated_dos_attributes(std::string_view old, std::uint32_t attributes) {
-  constexpr std::uint32_t replaced = settable | attribute::read_only | attribute::normal;
+  constexpr std::uint32_t replaced = settable | attribute::normal;
   const std::uint32_t kept = dos_attributes_from(old) & ~replaced;
   if (auto record = parse_record(old)) {
     record->flags |= attributes_are_valid;
-    record->bits = kept | (attributes & (settable | attribute::read_only));
+    record->bits = (kept & ~attribute::read_only) | (attributes & (settable | attribute::read_only));
     return record_value(*record, parse_text(old).has_value());
   }
   const std::uint32_t bits = kept | (attributes & settable);

@@ -23,7 +23,7 @@ inline constexpr std::size_t dos_attributes_capacity = 256;
 [[nodiscard]] std::uint32_t dos_attributes_from(std::string_view value);
 
 /// The value that takes the place of `old`, with the hidden, system and archive bits from `attributes` and all other
-/// bits as they are. None when nothing is left to be stored. The text never holds the read-only bit, which is the
+/// bits as they are. None when nothing is left to be stored. The text never gets the read-only bit, which is the
 /// file's mode; a record keeps its form and its read-only bit in step with the mode.
 [[nodiscard]] std::optional<std::string> updated_dos_attributes(std::string_view old, std::uint32_t attributes);
 

@@ -228,4 +228,12 @@ hresult_result<std::unique_ptr<property_set_storage>> open_property_sets(const s
   return std::unique_ptr<property_set_storage>(std::make_unique<attribute_storage>(std::move(item)));
 }
 
+hresult_result<std::unique_ptr<property_store>> property_sets_of_open_file(int descriptor) {
+  auto item = std::make_shared<open_item>();
+  item->access = storage_access::read_write_exclusive;
+  item->descriptor = unique_descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  if (!item->descriptor) return hresult_from_errno(errno);
+  return std::unique_ptr<property_store>(std::make_unique<attribute_store>(std::move(item), true));
+}
+
 }  // namespace platform::host

@@ -14,4 +14,8 @@ namespace platform::host {
 [[nodiscard]] hresult_result<std::unique_ptr<property_set_storage>> open_property_sets(const std::wstring& path,
                                                                                        storage_access access);
 
+/// A store of the property sets of a file that the caller has open, for reading and writing; the locks are the
+/// caller's. The descriptor is duplicated.
+[[nodiscard]] hresult_result<std::unique_ptr<property_store>> property_sets_of_open_file(int descriptor);
+
 }  // namespace platform::host
