@@ -127,9 +127,7 @@ void add_keywords(const metadata_blocks& blocks, const std::vector<std::wstring>
   for (const std::wstring& keyword : keywords)
     values.push_back(text::utf8_from_wide(keyword));
   const bool has_iptc_copy = blocks.xmp && xmp_values(*blocks.xmp, xmp_field::last_keyword_iptc);
-  if (has_iptc_copy || (blocks.iptc && iptc_keywords(*blocks.iptc))) {
-    xmp.push_back({xmp_field::last_keyword_iptc, values});
-  }
+  if (has_iptc_copy || blocks.iptc) xmp.push_back({xmp_field::last_keyword_iptc, values});
   xmp.push_back({xmp_field::keywords, values});
   xmp.push_back({xmp_field::last_keyword_xmp, std::move(values)});
   if (keywords.empty()) {
