@@ -4,6 +4,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import stat
 import subprocess
@@ -20,18 +21,28 @@ KEYWORD_TAGS = {"XMP-dc:Subject", "XMP-microsoft:LastKeywordXMP", "IFD0:XPKeywor
 # Where things stand in a file, and the times and size of the file itself.
 POSITIONS = {"IFD1:ThumbnailOffset", "MPImage1:MPImageStart", "MPImage2:MPImageStart", "MPF0:MPImageStart",
              "IFD0:StripOffsets", "IFD0:TileOffsets", "IFD1:StripOffsets", "IFD2:StripOffsets",
-             "IFD0:PreviewImageStart", "MPImage1:MPImageLength", "QuickTime:MediaDataOffset", "XMP-xmpNote:HasExtendedXMP"}
+             "IFD0:PreviewImageStart", "MPImage1:MPImageLength", "QuickTime:MediaDataOffset", "Track1:ChunkOffset",
+             "Track2:ChunkOffset", "XMP-xmpNote:HasExtendedXMP"}
 # A file that had no XMP or no Exif before has the frame of one afterwards.
-FRAMES = {"XMP-x:XMPToolkit", "File:ExifByteOrder", "RIFF:WebPFlags", "ExifTool:Warning"}
+FRAMES = {"XMP-x:XMPToolkit", "File:ExifByteOrder", "File:ID3Size", "RIFF:WebPFlags", "QuickTime:Unknown_free"}
+# Windows ends the namespace of its photo values with a slash, exiftool means it without; and a warning that names the
+# segment in front of fill bytes, where another segment may stand afterwards.
+EXPECTED_WARNINGS = ("[minor] Fixed incorrect URI for xmlns:MicrosoftPhoto", "[minor] Skipped unknown 3 bytes")
 IMAGES = (".jpg", ".png", ".tif", ".tiff", ".webp")
 
 
 def tags_of(paths):
-    """{file name: {group and tag: value}} as exiftool reads it, binary values included."""
-    read = subprocess.run(["exiftool", "-j", "-G1", "-a", "-u", "-struct", "-b", "-n", *map(str, paths)], check=True,
+    """{file name: {group and tag: value}} as exiftool reads it, binary values included. A tag that comes more than once
+    in a group has the list of its values."""
+    read = subprocess.run(["exiftool", "-j", "-G1:4", "-a", "-u", "-struct", "-b", "-n", *map(str, paths)], check=True,
                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    return {pathlib.Path(entry.pop("SourceFile")).name: {tag: brief(value) for tag, value in entry.items()}
-            for entry in json.loads(read.stdout)}
+    found = {}
+    for entry in json.loads(read.stdout):
+        tags = found[pathlib.Path(entry.pop("SourceFile")).name] = {}
+        for name, value in entry.items():
+            tags.setdefault(re.sub(r":Copy\d+:", ":", name), []).append(brief(value))
+    return {name: {tag: values[0] if len(values) == 1 else values for tag, values in tags.items()}
+            for name, tags in found.items()}
 
 
 def brief(value):
@@ -45,6 +56,14 @@ def kept_tags(tags, meant):
     apart = meant | POSITIONS | FRAMES
     return {name: value for name, value in tags.items()
             if name not in apart and name.split(":")[0] not in ("System", "ExifTool", "Composite")}
+
+
+def warnings_of(tags):
+    found = []
+    for name in ("ExifTool:Warning", "ExifTool:Error"):
+        values = tags.get(name, [])
+        found += values if isinstance(values, list) else [values]
+    return sorted(value for value in found if not value.startswith(EXPECTED_WARNINGS))
 
 
 def pixels_of(path):
@@ -114,7 +133,7 @@ class preservation(unittest.TestCase):
         if name.startswith("jpeg_exif_thumbnail"):  # the link to the preview is cut, on purpose
             before = {tag: value for tag, value in before.items() if not tag.startswith("IFD1:")}
         self.assertEqual(after, before)
-        self.assertEqual(self.after[mode][name].get("ExifTool:Warning"), self.before[name].get("ExifTool:Warning"))
+        self.assertEqual(warnings_of(self.after[mode][name]), warnings_of(self.before[name]))
         self.assertEqual(content_of(new), content_of(old))
         if new.suffix == ".jpg":
             self.compare_jpegs(name, old.read_bytes(), new.read_bytes())

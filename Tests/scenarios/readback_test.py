@@ -258,11 +258,13 @@ class folders(readback):
         self.run_all(folder, ("update_tags", "+a"), ("set_rating", "2"), ("remove_tags", ""), ("remove_rating", ""))
         self.assertEqual([line for line in self.ini(folder) if not line.startswith("[{")], [])
 
-    def test_a_read_only_folder_is_so_again_afterwards(self):
+    def test_a_read_only_system_folder_is_so_again_afterwards(self):
         folder = self.make()
-        os.setxattr(folder, "user.DOSATTRIB", b"0x5")
+        os.setxattr(folder, "user.DOSATTRIB", b"0x4")
+        os.chmod(folder, 0o555)
         self.run_all(folder, ("set_rating", "2"))
-        self.assertEqual(int(os.getxattr(folder, "user.DOSATTRIB"), 16) & 5, 5)
+        self.assertEqual(int(os.getxattr(folder, "user.DOSATTRIB"), 16) & 4, 4)
+        self.assertEqual(os.stat(folder).st_mode & 0o777, 0o555)
 
     def test_a_tag_toggled_twice_is_gone(self):
         folder = self.make()
