@@ -16,15 +16,15 @@ from support import machines, pictures, samples, scenario
 # What is meant to change.
 RATING_TAGS = {"XMP-xmp:Rating", "XMP-microsoft:RatingPercent", "IFD0:Rating", "IFD0:RatingPercent",
                "Microsoft:SharedUserRating", "ID3v2_3:Popularimeter", "ID3v2_4:Popularimeter", "ID3v2_2:Popularimeter"}
-KEYWORD_TAGS = {"XMP-dc:Subject", "XMP-microsoft:LastKeywordXMP", "IFD0:XPKeywords", "IPTC:Keywords",
-                "File:CurrentIPTCDigest", "Photoshop:IPTCDigest", "Microsoft:Category"}
+KEYWORD_TAGS = {"XMP-dc:Subject", "XMP-microsoft:LastKeywordXMP", "XMP-microsoft:LastKeywordIPTC", "IFD0:XPKeywords",
+                "IPTC:Keywords", "File:CurrentIPTCDigest", "Photoshop:IPTCDigest", "Microsoft:Category"}
 # Where things stand in a file, and the times and size of the file itself.
 POSITIONS = {"IFD1:ThumbnailOffset", "MPImage1:MPImageStart", "MPImage2:MPImageStart", "MPF0:MPImageStart",
              "IFD0:StripOffsets", "IFD0:TileOffsets", "IFD1:StripOffsets", "IFD2:StripOffsets",
              "IFD0:PreviewImageStart", "MPImage1:MPImageLength", "QuickTime:MediaDataOffset", "Track1:ChunkOffset",
              "Track2:ChunkOffset", "XMP-xmpNote:HasExtendedXMP"}
 # A file that had no XMP or no Exif before has the frame of one afterwards.
-FRAMES = {"XMP-x:XMPToolkit", "File:ExifByteOrder", "File:ID3Size", "RIFF:WebPFlags", "QuickTime:Unknown_free"}
+FRAMES = {"XMP-x:XMPToolkit", "File:ExifByteOrder", "File:ID3Size", "RIFF:WebP_Flags", "QuickTime:Unknown_free"}
 # Windows ends the namespace of its photo values with a slash, exiftool means it without; and a warning that names the
 # segment in front of fill bytes, where another segment may stand afterwards.
 EXPECTED_WARNINGS = ("[minor] Fixed incorrect URI for xmlns:MicrosoftPhoto", "[minor] Skipped unknown 3 bytes")
@@ -54,6 +54,10 @@ def brief(value):
 
 def kept_tags(tags, meant):
     apart = meant | POSITIONS | FRAMES
+    if "WEBP" in tags["File:FileType"]:  # a simple one becomes an extended one, which tells the size once more
+        tags = {name: value[0] if name in ("RIFF:ImageWidth", "RIFF:ImageHeight") and isinstance(value, list) else value
+                for name, value in tags.items()}
+        apart = apart | {"File:FileType"}
     return {name: value for name, value in tags.items()
             if name not in apart and name.split(":")[0] not in ("System", "ExifTool", "Composite")}
 
