@@ -104,7 +104,8 @@ def contenders(executable, tools, work):
         }
     return {
         "program": lambda paths, again: job(executable, "update_tags", "+sea" if again else "+beach", paths),
-        "exiv2": lambda paths, again: ["exiv2", "-M", f"add Xmp.dc.subject XmpBag {'sea' if again else 'beach'}", *paths],
+        "exiv2": lambda paths, again: ["exiv2", "-M", f"add Xmp.dc.subject XmpBag {'sea' if again else 'beach'}",
+                                       *paths],
         "exiftool": lambda paths, again: ["exiftool", "-q", "-overwrite_original",
                                           f"-Subject+={'sea' if again else 'beach'}", *paths],
         "raw": lambda paths, again: [str(tools / "raw_limits"), "in_place" if again else "rewrite", *paths],

@@ -4,13 +4,13 @@ import os
 import subprocess
 
 from support import pictures
-from support.scenario import job_document, scenario
+from support.scenario import NO_METADATA_UNDER_WINE, job_document, scenario
 
 
 class full_disk(scenario):
     def setUp(self):
         super().setUp()
-        self.only_on("host", "under Wine no metadata is written")
+        self.only_on("host", NO_METADATA_UNDER_WINE)
         self.disk = self.folder / "disk"
         self.disk.mkdir()
         image = self.folder / "disk.img"
@@ -45,7 +45,8 @@ class full_disk(scenario):
         return outcome
 
     def rating_of(self, path):
-        read = subprocess.run(["exiftool", "-s3", "-n", "-XMP:Rating", path], stdout=subprocess.PIPE, text=True, check=True)
+        read = subprocess.run(["exiftool", "-s3", "-n", "-XMP:Rating", path], check=True, stdout=subprocess.PIPE,
+                              text=True)
         return read.stdout.strip()
 
     def check(self, path):

@@ -1,5 +1,5 @@
-"""The program is killed hundreds of times in the middle of its work: every file is all old or all new each time, and the
-next run gets everything done."""
+"""The program is killed hundreds of times in the middle of its work: every file is all old or all new each time, and
+the next run gets everything done."""
 import json
 import os
 import pathlib
@@ -9,7 +9,7 @@ import subprocess
 import time
 
 from support import pictures
-from support.scenario import job_document, scenario
+from support.scenario import NO_METADATA_UNDER_WINE, job_document, scenario
 
 SEED = 20260301
 KILLS = 300
@@ -20,7 +20,7 @@ SECONDS = 90  # after which no further kill is begun
 class killed_runs(scenario):
     def setUp(self):
         super().setUp()
-        self.only_on("host", "under Wine no metadata is written, so nothing could be cut off")
+        self.only_on("host", NO_METADATA_UNDER_WINE)
         self.old = self.folder / "old"
         self.old.mkdir()
         self.make_files(self.old)

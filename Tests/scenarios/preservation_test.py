@@ -100,7 +100,7 @@ class preservation(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         if scenario.machine.name != "host":
-            raise unittest.SkipTest("Windows' property handlers don't exist under Wine, so no metadata is written there")
+            raise unittest.SkipTest(scenario.NO_METADATA_UNDER_WINE)
         base = machines.ROOT / "build" / "scenarios"
         base.mkdir(parents=True, exist_ok=True)
         cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="preservation-", dir=base))
@@ -118,7 +118,8 @@ class preservation(unittest.TestCase):
             subprocess.run(["cp", "-a", str(old), str(new)], check=True)
             cls.inodes[mode] = {path.name: os.stat(path).st_ino for path in new.iterdir()}
             job = cls.folder / "job.json"
-            job.write_text(json.dumps(scenario.job_document(action, parameters, [str(new / name) for name in samples.ALL])))
+            paths = [str(new / name) for name in samples.ALL]
+            job.write_text(json.dumps(scenario.job_document(action, parameters, paths)))
             cls.outcomes[mode] = scenario.machine.run(job)
             cls.after[mode] = tags_of(sorted(new.iterdir()))
 
@@ -223,7 +224,7 @@ for sample_name in samples.ALL:
 class links(scenario.scenario):
     def setUp(self):
         super().setUp()
-        self.only_on("host", "Windows' property handlers don't exist under Wine, so no metadata is written there")
+        self.only_on("host", scenario.NO_METADATA_UNDER_WINE)
 
     def rate(self, path):
         self.assert_no_problem(self.run_job("set_rating", "4", [path]))

@@ -4,7 +4,7 @@ import os
 import subprocess
 
 from support import pictures
-from support.scenario import scenario
+from support.scenario import NO_METADATA_UNDER_WINE, scenario
 
 
 def exiftool(path, *tags):
@@ -27,7 +27,7 @@ def exiv2(path, *keys):
 class readback(scenario):
     def setUp(self):
         super().setUp()
-        self.only_on("host", "Windows' property handlers don't exist under Wine, so no metadata is written there")
+        self.only_on("host", NO_METADATA_UNDER_WINE)
 
     def run_all(self, path, *steps):
         for action, parameters in steps:

@@ -5,10 +5,11 @@ import subprocess
 from support import texts
 from support.scenario import scenario
 
-ACTIONS = {"set_rating": ("4", "Set Rating"), "remove_rating": ("", "Remove Rating"), "remove_tags": ("", "Remove Tags"),
-           "toggle_tags": ("beach", "Toggle Tags"), "update_tags": ("+beach", "Update Tags")}
+ACTIONS = {"set_rating": ("4", "Set Rating"), "remove_rating": ("", "Remove Rating"),
+           "remove_tags": ("", "Remove Tags"), "toggle_tags": ("beach", "Toggle Tags"),
+           "update_tags": ("+beach", "Update Tags")}
 NO_DOWNLOAD = "Failed to download the file."
-PLACEHOLDERS_NEED_ATTRIBUTES = "Wine keeps only the hidden and system attributes of a file, so none can be a placeholder"
+PLACEHOLDERS_NEED_ATTRIBUTES = "Wine keeps but the hidden and system attributes of a file, so none is a placeholder"
 
 
 class unsupported_types(scenario):
@@ -19,7 +20,8 @@ class unsupported_types(scenario):
         outcome = self.run_job(action, parameters, [item])
         self.assert_no_problem(outcome)
         extension = os.path.splitext(name)[1]
-        self.assert_logged("INFO", f"{label}: Skipping file {self.machine.path(item)}. Unsupported filetype {extension}")
+        path = self.machine.path(item)
+        self.assert_logged("INFO", f"{label}: Skipping file {path}. Unsupported filetype {extension}")
         self.assertEqual(item.read_bytes(), b"content")
         self.assertEqual(os.stat(item).st_mtime_ns, before.st_mtime_ns)
         self.assertEqual([path for path in os.listdir(self.folder) if path != "data"], [name])

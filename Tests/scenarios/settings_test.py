@@ -109,4 +109,5 @@ class damaged_files(settings_scenario):
         (self.machine.data / FAMILY / "High Level Settings").write_bytes(b"in the way")
         item = self.write("a.unknown")
         self.assertEqual(self.run_job("set_rating", "4", [item]).standard_error, "")
-        self.assert_logged("INFO", f"Set Rating: Skipping file {self.machine.path(item)}. Unsupported filetype .unknown")
+        path = self.machine.path(item)
+        self.assert_logged("INFO", f"Set Rating: Skipping file {path}. Unsupported filetype .unknown")

@@ -8,7 +8,7 @@ from support import logs, texts
 from support.scenario import scenario
 from support.terminals import terminal_run
 
-MANY = 2_000_000  # items that keep the program busy for seconds
+MANY = 1_000_000  # items that keep the program busy for seconds
 CONTROL_C = "\x03"
 
 

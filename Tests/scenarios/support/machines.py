@@ -1,4 +1,5 @@
-"""The machines that the whole executable is tested on: how it is started there, how it names paths, where it keeps data.
+"""The machines that the whole executable is tested on: how it is started there, how it names paths, where it keeps
+data.
 
 A run gets local application data of its own, so that no test sees another one's log or settings.
 """

@@ -5,9 +5,9 @@ Each function makes one sample at the path given; `ALL` has them by name and ext
 import struct
 import zlib
 
-from support.pictures import (CONVERT, behind_header, behind_jfif, call, chunk, exif_with_maker_note, exiftool, icc_profile,
-                              icc_segments, multi_picture, picture, rewrite, segment, sound, video, xmp_packet,
-                              xmp_segment)
+from support.pictures import (CONVERT, behind_header, behind_jfif, call, chunk, exif_with_maker_note, exiftool,
+                              icc_profile, icc_segments, multi_picture, picture, rewrite, segment, sound, video,
+                              xmp_packet, xmp_segment)
 
 ALL = {}
 
@@ -19,18 +19,19 @@ def sample(extension):
     return register
 
 
-RICH_EXIF = ("-IFD0:Make=Some Maker", "-IFD0:Model=Model 1", "-IFD0:Artist=Jörg Müller", "-IFD0:Copyright=© somebody",
-             "-IFD0:Orientation#=6", "-IFD0:XPTitle=Ein Bild 写真", "-IFD0:XPComment=comment",
-             "-ExifIFD:UserComment=ein Kommentar", "-ExifIFD:DateTimeOriginal=2026:03:01 10:20:30",
-             "-ExifIFD:ExposureTime=1/250", "-ExifIFD:LensModel=A Lens", "-InteropIFD:InteropIndex=R98",
-             "-GPS:GPSLatitude=48.1", "-GPS:GPSLatitudeRef=N", "-GPS:GPSLongitude=11.5", "-GPS:GPSLongitudeRef=E")
+RICH_EXIF = ("-IFD0:Make=Some Maker", "-IFD0:Model=Model 1", "-IFD0:Artist=Jörg Müller",
+             "-IFD0:Copyright=© somebody", "-IFD0:Orientation#=6", "-IFD0:XPTitle=Ein Bild 写真",
+             "-IFD0:XPComment=comment", "-ExifIFD:UserComment=ein Kommentar",
+             "-ExifIFD:DateTimeOriginal=2026:03:01 10:20:30", "-ExifIFD:ExposureTime=1/250",
+             "-ExifIFD:LensModel=A Lens", "-InteropIFD:InteropIndex=R98", "-GPS:GPSLatitude=48.1",
+             "-GPS:GPSLatitudeRef=N", "-GPS:GPSLongitude=11.5", "-GPS:GPSLongitudeRef=E")
 RICH_XMP = ("-XMP-dc:Creator=A", "-XMP-dc:Creator=B", "-XMP-dc:Title-de=Ein Titel", "-XMP-dc:Title=A title",
             "-XMP-xmpRights:Marked=True", "-XMP-iptcExt:LocationShown={City=Berlin,CountryName=Germany}",
             "-XMP-photoshop:City=Berlin", "-XMP-xmpMM:History={Action=saved,InstanceID=xmp.iid:1}")
 IPTC = ("-IPTC:Keywords=Müller", "-IPTC:Keywords=old", "-IPTC:City=Köln", "-IPTC:Caption-Abstract=Größe")
 
-UNKNOWN_NAMESPACES = xmp_packet("""  <rdf:Description rdf:about="" xmlns:one="urn:example:one/" xmlns:two="urn:example:two#"
-    one:plain="a value" two:other="&lt;escaped&gt; &amp; &#x1F600;">
+UNKNOWN_NAMESPACES = xmp_packet("""  <rdf:Description rdf:about="" xmlns:one="urn:example:one/"
+    xmlns:two="urn:example:two#" one:plain="a value" two:other="&lt;escaped&gt; &amp; &#x1F600;">
    <one:list><rdf:Seq><rdf:li>1</rdf:li><rdf:li xml:lang="de">zwei</rdf:li></rdf:Seq></one:list>
    <two:structure rdf:parseType="Resource"><two:inner>text</two:inner><one:deep rdf:resource="urn:x"/></two:structure>
    <!-- a comment that has to stay -->

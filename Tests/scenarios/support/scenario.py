@@ -10,6 +10,8 @@ from support import logs, machines
 
 STARTED = ("INFO", "BatchProcessor started. Process Architecture: x64 (64-bit)")
 
+NO_METADATA_UNDER_WINE = "Windows' property handlers don't exist under Wine, so no metadata is written there"
+
 machine = None  # the machine under test, set by run.py
 
 
