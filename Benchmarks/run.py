@@ -15,7 +15,6 @@ import shutil
 import statistics
 import subprocess
 import sys
-import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "bench"
@@ -24,24 +23,17 @@ CONVERT = shutil.which("convert", path="/usr/bin") or "convert"  # /usr/local ma
 
 class measurement:
     """One run of a whole process: wall time in seconds, bytes that it wrote, peak memory in bytes."""
+    tools = None  # the folder of the helper that measures
 
     def __init__(self, command):
         environment = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8", "HOME": str(WORK / "home"),
                        "XDG_DATA_HOME": str(WORK / "home")}
-        begin = time.perf_counter()
-        process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                   stderr=subprocess.PIPE)
-        said = process.stderr.read()
-        os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
-        self.seconds = time.perf_counter() - begin
-        # A process that ended but wasn't waited for still has its counters.
-        counters = dict(line.split(": ") for line in pathlib.Path(f"/proc/{process.pid}/io").read_text().splitlines())
-        self.written = int(counters["wchar"])
-        _, status, usage = os.wait4(process.pid, 0)
-        process.returncode = os.waitstatus_to_exitcode(status)
-        self.peak = usage.ru_maxrss * 1024
-        if process.returncode or said:
-            sys.exit(f"{command[0]} ended with {process.returncode}: {said.decode()[:2000]}")
+        ran = subprocess.run([str(self.tools / "measure"), *command], env=environment, stdin=subprocess.DEVNULL,
+                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=True)
+        seconds, written, peak, code = ran.stdout.split()
+        self.seconds, self.written, self.peak = float(seconds), int(written), int(peak) * 1024
+        if code != "0" or ran.stderr:
+            sys.exit(f"{command[0]} ended with {code}: {ran.stderr[:2000]}")
 
 
 def job(executable, action, parameters, paths):
@@ -232,11 +224,11 @@ def bench_empty_job(options, results):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--executable", type=pathlib.Path, required=True)
-    parser.add_argument("--tools", type=pathlib.Path, required=True, help="where log_lines and raw_limits stand")
+    parser.add_argument("--tools", type=pathlib.Path, required=True, help="where log_lines, measure and raw_limits stand")
     parser.add_argument("--rounds", type=int, default=3)
     options = parser.parse_args()
     options.executable = options.executable.resolve()
-    options.tools = options.tools.resolve()
+    options.tools = measurement.tools = options.tools.resolve()
     shutil.rmtree(WORK, ignore_errors=True)
     (WORK / "home").mkdir(parents=True)
 
