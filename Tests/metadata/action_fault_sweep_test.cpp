@@ -248,7 +248,9 @@ using sweep_case = std::tuple<subject, action>;
 class action_fault_sweep : public testing::TestWithParam<sweep_case> {};
 
 TEST_P(action_fault_sweep, every_failing_call_is_told_or_another_route_stores_the_value) {
-  const auto& [what, how] = GetParam();
+  // Names of their own: clang takes no structured bindings into a lambda.
+  const subject& what = std::get<subject>(GetParam());
+  const action& how = std::get<action>(GetParam());
   const fault_code codes[] = {
       win32_error::access_denied,         win32_error::sharing_violation, hresult::fail,
       hresult::storage_sharing_violation, hresult::access_denied,         support::short_write{}};
