@@ -2,13 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -60,16 +59,20 @@ TEST(allocation_fault, covers_arrays_aligned_blocks_and_the_kind_that_does_not_t
 }
 
 TEST(allocation_fault, leaves_other_threads_alone) {
-  std::unique_ptr<int> made;
-  std::thread other;
-  const auto make = [&made] { made = std::make_unique<int>(7); };
-  other = std::thread(make);
+  std::atomic<bool> armed = false;
+  owned_block others;
+  std::thread other([&] {
+    while (!armed)
+      std::this_thread::yield();
+    others = take(4);
+  });
   {
-    const support::allocation_fault fault(1000);
+    const support::allocation_fault fault(1);
+    armed = true;
     other.join();
     EXPECT_FALSE(fault.struck());
   }
-  EXPECT_EQ(*made, 7);
+  EXPECT_NE(others, nullptr);
 }
 
 }  // namespace
