@@ -247,7 +247,7 @@ TEST(jpeg_container, further_images_are_still_found_whatever_grew) {
     const std::string before = jpeg(segments, second);
     const std::string after = changed(before, {75, wide_strings{L"a much longer list", L"of several tags"}});
     const std::size_t new_index = after.find("MPF\0"s) + 4;
-    const std::size_t entries = new_index + 8 + 2 + 3 * 12 + 4;
+    const std::size_t entries = new_index + 8 + 2 + std::size_t{3} * 12 + 4;
     ASSERT_EQ(after.substr(new_index + number_at(after, entries + 16 + 8)), second);
     EXPECT_EQ(number_at(after, entries + 4), after.size() - second.size()) << "the first image's size";
     EXPECT_LT(after.find("http://ns.adobe.com/xap/1.0/"), new_index);

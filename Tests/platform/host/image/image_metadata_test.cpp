@@ -10,7 +10,7 @@ using namespace platform::host::image;
 using namespace image_bytes;
 using wide_strings = std::vector<std::wstring>;
 
-std::string exif_rating(std::vector<field> fields) { return exif_segment(tiff(byte_order::little, fields)); }
+std::string exif_rating(const std::vector<field>& fields) { return exif_segment(tiff(byte_order::little, fields)); }
 field stars(std::uint16_t number) { return short_field(0x4746, number, byte_order::little); }
 field percent(std::uint16_t number) { return short_field(0x4749, number, byte_order::little); }
 

@@ -10,7 +10,7 @@ namespace platform::host::image {
 namespace {
 
 // The start of most files holds all of their metadata; further on, headers are far apart.
-constexpr std::uint64_t first_read_size = 16 * 1024;
+constexpr std::uint64_t first_read_size = std::uint64_t{16} << 10;
 constexpr std::uint64_t later_read_size = 512;
 
 bool read_fully(int descriptor, std::uint64_t offset, std::string& bytes) {

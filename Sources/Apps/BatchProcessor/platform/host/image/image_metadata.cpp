@@ -124,6 +124,7 @@ void add_rating(std::uint32_t percent, std::vector<xmp_change>& xmp, std::vector
 void add_keywords(const metadata_blocks& blocks, const std::vector<std::wstring>& keywords,
                   std::vector<xmp_change>& xmp, std::vector<tiff_change>& fields) {
   std::vector<std::string> values;
+  values.reserve(keywords.size());
   for (const std::wstring& keyword : keywords)
     values.push_back(text::utf8_from_wide(keyword));
   const bool has_iptc_copy = blocks.xmp && xmp_values(*blocks.xmp, xmp_field::last_keyword_iptc);

@@ -15,8 +15,8 @@ using namespace std::string_view_literals;
 constexpr std::uint64_t signature_size = 8;
 constexpr std::uint64_t overhead = 12;  // length, type and CRC
 constexpr std::uint32_t largest_data = 0x7fffffff;
-constexpr std::size_t most_chunks = 4 * 1024 * 1024;
-constexpr std::size_t largest_metadata = 64 * 1024 * 1024;
+constexpr std::size_t most_chunks = std::size_t{4} << 20;
+constexpr std::size_t largest_metadata = std::size_t{64} << 20;
 constexpr std::string_view xmp_keyword = "XML:com.adobe.xmp\0"sv;
 // Keyword, no compression, no language, no translated keyword.
 constexpr std::string_view xmp_head = "XML:com.adobe.xmp\0\0\0\0\0"sv;

@@ -10,7 +10,7 @@ namespace platform::host::image {
 
 namespace {
 
-constexpr std::size_t largest_metadata = 64 * 1024 * 1024;
+constexpr std::size_t largest_metadata = std::size_t{64} << 20;
 constexpr std::uint64_t largest_file = UINT32_MAX;  // offsets have 32 bits
 
 class tiff_container final : public image_container {

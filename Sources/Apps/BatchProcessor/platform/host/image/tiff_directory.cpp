@@ -7,7 +7,7 @@ namespace platform::host::image {
 namespace {
 
 constexpr std::size_t entry_size = 12;
-constexpr std::uint64_t largest_value = 64 * 1024 * 1024;
+constexpr std::uint64_t largest_value = std::uint64_t{64} << 20;
 constexpr tiff_tag own_tags[] = {tiff_tag::xmp,    tiff_tag::iptc,           tiff_tag::photoshop,
                                  tiff_tag::rating, tiff_tag::rating_percent, tiff_tag::keywords};
 

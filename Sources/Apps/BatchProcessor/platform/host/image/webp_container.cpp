@@ -12,8 +12,8 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::uint64_t first_chunk = 12;  // behind "RIFF", the size and "WEBP"
-constexpr std::size_t most_chunks = 4 * 1024 * 1024;
-constexpr std::size_t largest_metadata = 64 * 1024 * 1024;
+constexpr std::size_t most_chunks = std::size_t{4} << 20;
+constexpr std::size_t largest_metadata = std::size_t{64} << 20;
 constexpr std::uint64_t largest_riff = 0xfffffffe;
 constexpr std::string_view exif_signature = "Exif\0\0"sv;  // that some writers put in front of the block
 

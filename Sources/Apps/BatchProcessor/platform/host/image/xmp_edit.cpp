@@ -168,8 +168,8 @@ std::string packet_editor::bag_content(const xmp_occurrence& occurrence, const s
     if (kept != occurrence.items.end()) {
       content += at(kept->element);
     } else {
-      const std::string name = occurrence.bag_prefix + "li";
-      content += "<" + name + ">" + escaped(value) + "</" + name + ">";
+      content.append("<").append(occurrence.bag_prefix).append("li>").append(escaped(value));
+      content.append("</").append(occurrence.bag_prefix).append("li>");
     }
   }
   content += behind;

@@ -3,7 +3,6 @@
 #include <expat.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -15,7 +14,7 @@ namespace {
 constexpr int deepest_nesting = 200;
 constexpr std::size_t most_bindings = 1000;
 constexpr std::size_t most_descriptions = 32;  // that can take new fields; fields are found in all of them
-constexpr std::size_t longest_packet = 64 * 1024 * 1024;
+constexpr std::size_t longest_packet = std::size_t{64} << 20;
 constexpr char name_separator = '\n';
 constexpr std::string_view white_space = " \t\r\n";
 

@@ -2,6 +2,7 @@
 // other byte of the packet stays as it is.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -85,9 +86,9 @@ struct xmp_host_element {
   bool closes_itself = false;
   std::string name;
   /// The prefix that is bound to each field's namespace here; empty where none is.
-  std::string prefixes[xmp_field_count];
+  std::array<std::string, xmp_field_count> prefixes;
   /// Whether the usual prefix stands for another namespace here.
-  bool prefix_taken[xmp_field_count] = {};
+  std::array<bool, xmp_field_count> prefix_taken = {};
 };
 
 struct xmp_packet {
