@@ -44,7 +44,7 @@ wchar_t shown_separator(std::wstring_view path) { return path.starts_with(L'/') 
 
 std::wstring shorten_path(const std::wstring& path, const path_display_limits& limits) {
   const std::wstring parent = shorten_parent(paths::parent(path), limits.longest_parent);
-  const std::wstring name = shorten_name(path, limits);
+  std::wstring name = shorten_name(path, limits);
   if (parent.empty()) return name;
   return parent + zero_width_space + shown_separator(path) + name;
 }

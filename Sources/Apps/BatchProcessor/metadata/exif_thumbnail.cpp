@@ -12,10 +12,12 @@
 
 namespace quill_box::metadata {
 
+using std::string_view_literals::operator""sv;
+
 namespace {
 
 constexpr std::uint8_t app1 = 0xe1;
-constexpr std::string_view exif_signature("Exif\0", 6);
+constexpr std::string_view exif_signature = "Exif\0\0"sv;
 constexpr std::size_t tiff_header_size = 8;
 constexpr std::size_t directory_count_size = 2;
 constexpr std::size_t directory_entry_size = 12;

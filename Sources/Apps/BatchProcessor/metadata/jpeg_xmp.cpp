@@ -2,12 +2,15 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "metadata/jpeg_segments.h"
 #include "metadata/xmp_text.h"
 #include "platform/machine.h"
 
 namespace quill_box::metadata {
+
+using std::string_view_literals::operator""sv;
 
 namespace {
 
@@ -17,7 +20,7 @@ constexpr std::uint8_t app15 = 0xef;
 constexpr std::uint8_t comment = 0xfe;
 
 // With the NUL at its end.
-constexpr std::string_view xmp_signature("http://ns.adobe.com/xap/1.0/", 29);
+constexpr std::string_view xmp_signature = "http://ns.adobe.com/xap/1.0/\0"sv;
 
 // What a segment's length counts beside the packet: itself and the signature.
 constexpr std::size_t length_beside_packet = 2 + xmp_signature.size();

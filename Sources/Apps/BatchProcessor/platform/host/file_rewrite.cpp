@@ -113,7 +113,8 @@ win32_result<file_stamp> stamp_of(int descriptor) {
                     status.st_mtim.tv_nsec};
 }
 
-win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, const std::string& path, edit_plan plan,
+win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, const std::string& path,
+                                                            const edit_plan& plan,
                                                             const std::optional<file_stamp>& read_from) {
   const win32_result<file_stamp> now = stamp_of(descriptor);
   if (!now) return now.error();

@@ -52,6 +52,6 @@ struct file_stamp {
 /// sharing_violation if the file has moved on, or the path names another file.
 /// Call finish_interrupted_rewrite (staged_file.h) before reading a file that will be changed.
 [[nodiscard]] win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(
-    int descriptor, const std::string& path, edit_plan plan, const std::optional<file_stamp>& read_from = {});
+    int descriptor, const std::string& path, const edit_plan& plan, const std::optional<file_stamp>& read_from = {});
 
 }  // namespace platform::host

@@ -68,9 +68,9 @@ class xmp_encoder final : public metadata_encoder {
   hresult commit() override {
     const hresult_result<image_file> file = image::open_image_file(path_, image::file_access::read_write);
     if (!file) return file.error();
-    std::optional<edit_plan> plan = image::plan_xmp_in_place(*file->container, changes_);
+    const std::optional<edit_plan> plan = image::plan_xmp_in_place(*file->container, changes_);
     if (!plan) return hresult::imaging_too_much_metadata;
-    const win32_result<std::unique_ptr<file_rewrite>> rewrite = file->prepare(std::move(*plan));
+    const win32_result<std::unique_ptr<file_rewrite>> rewrite = file->prepare(*plan);
     if (!rewrite) return hresult_from(rewrite.error());
     return *rewrite ? hresult_from((*rewrite)->commit()) : hresult::ok;
   }

@@ -11,9 +11,9 @@
 
 namespace platform::host::image {
 
-win32_result<std::unique_ptr<file_rewrite>> image_file::prepare(edit_plan plan) const {
+win32_result<std::unique_ptr<file_rewrite>> image_file::prepare(const edit_plan& plan) const {
   if (plan.empty()) return std::unique_ptr<file_rewrite>();
-  return prepare_rewrite(descriptor.get(), path, std::move(plan), stamp);
+  return prepare_rewrite(descriptor.get(), path, plan, stamp);
 }
 
 hresult_result<image_file> open_image_file(const std::wstring& path, file_access access) {

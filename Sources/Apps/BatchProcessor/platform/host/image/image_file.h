@@ -22,7 +22,7 @@ struct image_file {
   std::unique_ptr<image_container> container;
 
   /// A rewrite of that content; null for an empty plan. The image must stay until its commit.
-  [[nodiscard]] win32_result<std::unique_ptr<file_rewrite>> prepare(edit_plan plan) const;
+  [[nodiscard]] win32_result<std::unique_ptr<file_rewrite>> prepare(const edit_plan& plan) const;
 };
 
 /// Fails as the open of the file does, and with imaging_unknown_format for what is no file (a pipe, a device), is no

@@ -103,9 +103,9 @@ hresult image_property_store::prepare(const image_change& change) {
     const hresult read = read_again();
     if (!succeeded(read)) return read;
   }
-  std::optional<edit_plan> plan = image::plan_change(*file_.container, change);
+  const std::optional<edit_plan> plan = image::plan_change(*file_.container, change);
   if (!plan) return hresult::imaging_too_much_metadata;
-  win32_result<std::unique_ptr<file_rewrite>> rewrite = file_.prepare(std::move(*plan));
+  win32_result<std::unique_ptr<file_rewrite>> rewrite = file_.prepare(*plan);
   if (!rewrite) return set_failure(rewrite.error());
   rewrite_ = std::move(*rewrite);
   stage_ = stage::prepared;

@@ -100,12 +100,12 @@ hresult media_property_store::prepare(std::uint32_t percent) {
     const hresult read = read_again();
     if (!succeeded(read)) return read;
   }
-  auto plan = file_.format->plan(*file_.source, percent);
+  const auto plan = file_.format->plan(*file_.source, percent);
   if (!plan) return plan.error();
   // The former rewrite goes first, so that the disk need not hold two.
   rewrite_.reset();
   if (plan->empty()) return hresult::ok;
-  auto rewrite = prepare_rewrite(file_.descriptor.get(), file_.path, *std::move(plan), file_.stamp);
+  auto rewrite = prepare_rewrite(file_.descriptor.get(), file_.path, *plan, file_.stamp);
   if (rewrite) {
     rewrite_ = *std::move(rewrite);
     return hresult::ok;
