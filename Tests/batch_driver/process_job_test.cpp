@@ -40,7 +40,7 @@ class process_job_test : public testing::Test {
 
   // One rated file type, so that set_rating just works.
   std::wstring make_photo(const std::wstring& name) {
-    const std::wstring path = LR"(C:\Photos\)" + name;
+    std::wstring path = LR"(C:\Photos\)" + name;
     machine.write_file(path, "not really a photo");
     return path;
   }

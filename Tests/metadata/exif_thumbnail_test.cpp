@@ -58,7 +58,7 @@ TEST(thumbnail_link, behind_the_start_of_the_image_data_is_not_looked_for) {
 
 TEST(thumbnail_link, needs_the_signature_with_two_nuls) {
   EXPECT_FALSE(thumbnail_link_offset(jpeg(segment(0xe1, std::string("Exif\0x", 6) + tiff(true, 1, 1)))));
-  EXPECT_FALSE(thumbnail_link_offset(jpeg(segment(0xe2, std::string("Exif\0", 6) + tiff(true, 1, 1)))));
+  EXPECT_FALSE(thumbnail_link_offset(jpeg(segment(0xe2, std::string("Exif\0\0", 6) + tiff(true, 1, 1)))));
 }
 
 TEST(thumbnail_link, needs_the_tiff_header) {
@@ -82,7 +82,7 @@ TEST(thumbnail_link, only_the_first_exif_segment_counts) {
 }
 
 TEST(thumbnail_link, an_exif_segment_too_short_for_a_header_is_passed_over) {
-  const std::string too_short = segment(0xe1, std::string("Exif\0", 6) + "II*\0\0\0\0");
+  const std::string too_short = segment(0xe1, std::string("Exif\0\0", 6) + std::string("II*\0\0\0\0", 7));
   EXPECT_EQ(thumbnail_link_offset(start_of_image + too_short + exif_segment(tiff(true, 1, 1)) + image_data),
             link_with_entries(1) + too_short.size());
 }

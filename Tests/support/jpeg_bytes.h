@@ -33,7 +33,7 @@ inline std::string segment(unsigned marker, std::string_view data) {
 }
 
 inline std::string xmp_segment(std::string_view packet) {
-  return segment(0xe1, std::string("http://ns.adobe.com/xap/1.0/", 29).append(packet));
+  return segment(0xe1, std::string("http://ns.adobe.com/xap/1.0/\0", 29).append(packet));
 }
 
 /// A TIFF block with `entries` empty entries in its first directory and a link behind them.
@@ -50,7 +50,7 @@ inline std::string tiff(bool is_little_endian, std::size_t entries, std::uint64_
 }
 
 inline std::string exif_segment(std::string_view tiff_block) {
-  return segment(0xe1, std::string("Exif\0", 6).append(tiff_block));
+  return segment(0xe1, std::string("Exif\0\0", 6).append(tiff_block));
 }
 
 }  // namespace jpeg_bytes

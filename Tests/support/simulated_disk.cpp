@@ -56,7 +56,7 @@ std::wstring take_drive(std::wstring_view& rest) {
     return L"\\\\" + server + L'\\' + share_name;
   }
   if (rest.size() >= 2 && rest[1] == L':') {
-    const std::wstring drive(rest.substr(0, 2));
+    std::wstring drive(rest.substr(0, 2));
     rest.remove_prefix(2);
     return drive;
   }
