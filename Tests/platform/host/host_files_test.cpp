@@ -7,13 +7,18 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <random>
 #include <set>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "platform/host/file_system.h"
 #include "platform/host/path_bytes.h"
@@ -213,6 +218,74 @@ TEST_F(host_files, a_pipe_or_device_is_refused_at_once) {
     }
     EXPECT_EQ(files_.open(path, replacing).error(), win32_error::access_denied);
     EXPECT_EQ(files_.copy_file(path, scratch_ / L"copy").error(), win32_error::access_denied);
+  }
+}
+
+// Overwriting.
+
+platform::win32_result<std::size_t> write_all(platform::file& file, const std::string& bytes) {
+  return file.write(std::as_bytes(std::span(bytes)));
+}
+
+TEST_F(host_files, an_overwrite_of_several_pages_changes_what_differs_and_moves_on) {
+  std::string expected(50'000, 'a');
+  put_file(path_, expected);
+  const auto file = opened(path_, {access::read | access::write, share::none});
+  expected.replace(10, 20'000, 20'000, 'b').replace(20'010, 3, "end");
+  ASSERT_EQ(file->seek(10), win32_error::success);
+  EXPECT_EQ(*write_all(*file, std::string(20'000, 'b')), 20'000U);
+  EXPECT_EQ(*write_all(*file, std::string("end")), 3U);
+  EXPECT_EQ(content_of(path_), expected);
+}
+
+TEST_F(host_files, a_write_across_the_end_overwrites_and_grows) {
+  put_file(path_, std::string(10'000, 'a'));
+  const auto file = opened(path_, {access::read | access::write, share::none});
+  ASSERT_EQ(file->seek(9'000), win32_error::success);
+  EXPECT_EQ(*write_all(*file, std::string(10'000, 'b')), 10'000U);
+  EXPECT_EQ(content_of(path_), std::string(9'000, 'a') + std::string(10'000, 'b'));
+}
+
+TEST_F(host_files, an_overwrite_beyond_what_can_be_kept_whole_is_refused) {
+  const std::string before(2'000'000, 'a');
+  put_file(path_, before);
+  const auto file = opened(path_, {access::read | access::write, share::none});
+  EXPECT_EQ(write_all(*file, std::string(before.size(), 'b')).error(), win32_error::invalid_parameter);
+  EXPECT_EQ(content_of(path_), before);
+}
+
+TEST_F(host_files, a_file_is_whole_when_the_program_is_killed_while_it_overwrites) {
+  const std::string before(200'000, 'a');
+  const std::string after(200'000, 'b');
+  put_file(path_, before);
+  std::minstd_rand random(1);
+  for (int round = 0; round < 100; ++round) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::dup2(ends[1], STDERR_FILENO);
+      const auto file = opened(path_, {access::read | access::write, share::none});
+      for (const std::string* content = &before;; content = content == &before ? &after : &before) {
+        if (!succeeded(file->seek(0)) || !write_all(*file, *content)) ::_exit(1);
+        // The first one tells that the work has begun.
+        static_cast<void>(::write(STDERR_FILENO, "!", 1));
+      }
+    }
+    ::close(ends[1]);
+    char byte = 0;
+    ASSERT_EQ(::read(ends[0], &byte, 1), 1);
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+    ASSERT_EQ(::kill(child, SIGKILL), 0);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    // Whoever keeps standard error open is still at work.
+    while (::read(ends[0], &byte, 1) > 0) {
+    }
+    ::close(ends[0]);
+    const std::string now = content_of(path_);
+    ASSERT_TRUE(now == before || now == after) << "torn in round " << round;
   }
 }
 

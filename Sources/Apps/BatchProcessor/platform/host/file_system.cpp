@@ -67,7 +67,10 @@ win32_result<std::unique_ptr<file>> file_system::open(const std::wstring& path, 
   }
   auto opened = open_regular(bytes, request);
   if (!opened) return opened.error();
-  return std::unique_ptr<file>(std::make_unique<open_file>(*std::move(opened)));
+  // Who reads and writes changes a file that was there before, in place.
+  const bool changes_in_place = has(request.access, access::read) && has(request.access, access::write);
+  const overwriting how = changes_in_place ? overwriting::whole : overwriting::plain;
+  return std::unique_ptr<file>(std::make_unique<open_file>(*std::move(opened), how));
 }
 
 win32_error file_system::create_directory(const std::wstring& path) {

@@ -6,9 +6,12 @@
 
 #include <cerrno>
 #include <limits>
+#include <string>
 
+#include "platform/host/in_place_change.h"
 #include "platform/host/system_calls.h"
 #include "platform/host/times.h"
+#include "platform/host/write_guard.h"
 
 namespace platform::host {
 
@@ -30,7 +33,33 @@ win32_result<std::size_t> open_file::read(std::span<std::byte> buffer) {
   return total;
 }
 
+bool open_file::overwrites_several_pages(std::uint64_t position, std::size_t size) const {
+  if (size == 0 || write_guard::within_one_page(position, size)) return false;
+  struct stat status;
+  // Where the size can't be had, the write itself tells what is wrong.
+  return ::fstat(descriptor_.get(), &status) == 0 && position + size <= static_cast<std::uint64_t>(status.st_size);
+}
+
+win32_result<std::size_t> open_file::overwrite(std::uint64_t position, std::string_view bytes) {
+  in_place_change change;
+  const int unread = change.work_out(descriptor_.get(), {{position, bytes.size(), std::string(bytes)}});
+  if (unread != 0) return error_from_errno(unread, data_direction::reading);
+  const win32_error written = write_guard::instance().write(descriptor_.get(), change.runs());
+  if (!succeeded(written)) return written;
+  const win32_error moved = seek(position + bytes.size());
+  if (!succeeded(moved)) return moved;
+  return bytes.size();
+}
+
 win32_result<std::size_t> open_file::write(std::span<const std::byte> bytes) {
+  if (overwriting_ == overwriting::whole) {
+    const off_t position = ::lseek(descriptor_.get(), 0, SEEK_CUR);
+    if (position < 0) return failure(data_direction::writing);
+    const auto start = static_cast<std::uint64_t>(position);
+    if (overwrites_several_pages(start, bytes.size())) {
+      return overwrite(start, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+  }
   std::size_t total = 0;
   while (total < bytes.size()) {
     const std::span<const std::byte> rest = bytes.subspan(total);
