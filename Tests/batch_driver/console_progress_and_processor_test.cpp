@@ -114,6 +114,15 @@ TEST_F(console_test, the_answer_for_all_hides_the_same_failure) {
   EXPECT_EQ(results.error_count, 5);
 }
 
+TEST_F(console_test, enter_gives_the_safe_answer) {
+  machine.terminal.set_interactive(true);
+  machine.terminal.answer("[o] OK", L"\n");
+  machine.terminal.answer("[o] OK", L"\r");
+  const run_results results = run(job_text("set_rating", "4", failing_photos(2)));
+  EXPECT_EQ(prompts(), 2U);
+  EXPECT_EQ(results.error_count, 2);
+}
+
 TEST_F(console_test, ctrl_c_in_a_prompt_takes_the_safe_answer_and_ends_the_run) {
   machine.terminal.set_interactive(true);
   machine.calls.before("write_terminal", 3, [this] { machine.terminal.interrupt(); });

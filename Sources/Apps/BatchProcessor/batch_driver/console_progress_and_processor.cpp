@@ -85,7 +85,8 @@ run_results console_progress_and_processor::results() {
 
 void console_progress_and_processor::handle_key(wchar_t key) {
   const std::lock_guard guard(lock_);
-  const wchar_t letter = text::to_lower(key);
+  const bool is_enter = key == L'\r' || key == L'\n';
+  const wchar_t letter = is_enter ? safe_letter_ : text::to_lower(key);
   const auto is_letter = [letter](const prompt_choice& choice) { return choice.letter == letter; };
   if (std::any_of(pending_choices_.begin(), pending_choices_.end(), is_letter)) {
     answer_ = letter;
@@ -123,6 +124,7 @@ wchar_t console_progress_and_processor::ask(std::wstring_view text, std::span<co
   write(choices_line(choices));
   answer_ = 0;
   pending_choices_ = choices;
+  safe_letter_ = safe_letter;
   changed_.notify_all();
   changed_.wait(guard, [this] { return answer_ != 0 || loop_ended_; });
   pending_choices_ = {};

@@ -83,6 +83,7 @@ class console_progress_and_processor final : public batch_processor_callbacks {
   std::wstring status_text_;
   std::wstring detail_text_;
   std::span<const prompt_choice> pending_choices_;  ///< empty when no prompt waits
+  wchar_t safe_letter_ = 0;                         ///< of the prompt that waits: what Enter says
   wchar_t answer_ = 0;                              ///< of the last prompt, 0 until given
   std::wstring drawn_line_;                         ///< as it stands on the terminal; empty when none does
 

@@ -1,7 +1,6 @@
 // Wide text and UTF-8. Conversions never fail: what can't be read becomes U+FFFD.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -17,18 +16,6 @@ namespace text {
 
 /// Appends to what `utf8` holds, for callers that reuse a buffer.
 void append_utf8(std::string& utf8, std::wstring_view wide);
-
-/// Writes the UTF-8 form to an output iterator. Most text is ASCII: that needs no string in between.
-template <class Output>
-Output copy_utf8(std::wstring_view wide, Output out) {
-  std::size_t ascii = 0;
-  for (; ascii < wide.size() && static_cast<char32_t>(wide[ascii]) < 0x80; ++ascii) {
-    *out++ = static_cast<char>(wide[ascii]);
-  }
-  if (ascii == wide.size()) return out;
-  const std::string rest = utf8_from_wide(wide.substr(ascii));
-  return std::copy(rest.begin(), rest.end(), out);
-}
 
 /// The length in UTF-16 units, whatever the width of wchar_t.
 [[nodiscard]] std::size_t utf16_length(std::wstring_view wide);

@@ -1,5 +1,7 @@
 #include "platform/host/path_bytes.h"
 
+#include <algorithm>
+
 namespace platform::host {
 
 namespace {
@@ -52,12 +54,14 @@ path_bytes::path_bytes(std::wstring_view path) {
 }
 
 void path_bytes::fill(std::wstring_view path) {
-  for (const wchar_t c : path) {
-    // The plain case on its own: a job may hold a million paths.
-    if (c > 0 && c < 0x80 && size_ + 1 < bytes_.size()) {
-      bytes_[size_++] = c == L'\\' ? '/' : static_cast<char>(c);
-      continue;
-    }
+  // The plain start on its own: most paths have nothing else, and a job may hold a million of them.
+  const std::wstring_view fitting = path.substr(0, bytes_.size() - 1);
+  const auto is_plain = [](wchar_t c) { return c > 0 && c < 0x80; };
+  const auto plain_end = std::find_if_not(fitting.begin(), fitting.end(), is_plain);
+  std::transform(fitting.begin(), plain_end, bytes_.begin(),
+                 [](wchar_t c) { return c == L'\\' ? '/' : static_cast<char>(c); });
+  size_ = static_cast<std::size_t>(plain_end - fitting.begin());
+  for (const wchar_t c : path.substr(size_)) {
     error_ = append(static_cast<char32_t>(c));
     if (!succeeded(error_)) {
       size_ = 0;
