@@ -82,7 +82,7 @@ TEST_F(job_file, the_document_itself_keeps_the_guid) {
   const job_document document = read_job_document(job_path);
   EXPECT_EQ(document.guid, "job-1");
   EXPECT_EQ(document.version, "1");
-  EXPECT_THAT(document.files, ElementsAre(R"(C:\Photos\a.jpg)"));
+  EXPECT_THAT(document.files, ElementsAre(LR"(C:\Photos\a.jpg)"));
 }
 
 struct check_row {
@@ -277,9 +277,18 @@ TEST_F(job_file, a_document_larger_than_any_buffer_loads) {
   EXPECT_EQ(loaded_files.back(), LR"(C:\Photos\19999.jpg)");
 }
 
-TEST_F(job_file, nesting_without_end_is_refused) {
+TEST_F(job_file, what_is_ignored_may_nest_a_million_deep) {
   const std::string deep = std::string(1'000'000, '[') + std::string(1'000'000, ']');
-  EXPECT_EQ(load_failure(R"({"version":"1","extra":)" + deep + "}"), no_root);
+  EXPECT_EQ(load_failure(R"({"version":"1","extra":)" + deep + "}"), no_job);
+}
+
+TEST_F(job_file, nesting_without_end_is_refused) {
+  EXPECT_EQ(load_failure(std::string(2'000'000, '[')), no_root);
+  EXPECT_EQ(load_failure(R"({"version":"1","extra":)" + std::string(20'000'000, '[')), no_root);
+}
+
+TEST_F(job_file, a_byte_order_mark_in_front_is_malformed) {
+  EXPECT_EQ(load_failure(std::string("\xef\xbb\xbf") + rating_job), no_root);
 }
 
 TEST_F(job_file, one_that_cannot_be_opened_is_named_with_its_shortened_path) {
@@ -354,7 +363,9 @@ TEST_F(job_file, a_file_that_cannot_be_deleted_stays_and_only_the_log_hears_of_i
     load_job(job, std::wstring(job_path), true);
   }
   EXPECT_TRUE(machine.exists(job_path));
-  EXPECT_EQ(machine.log_lines().size(), 1U);
+  ASSERT_EQ(machine.log_lines().size(), 1U);
+  EXPECT_TRUE(machine.log_lines()[0].starts_with("[WARNING] Unable to delete the job file. Details remove: "))
+      << machine.log_lines()[0];
 }
 
 TEST(job_file_faults, whatever_fails_while_loading_is_a_message_and_no_handle_stays_open) {

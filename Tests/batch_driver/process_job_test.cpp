@@ -12,6 +12,7 @@
 #include "platform/property_keys.h"
 #include "settings/high_level_settings.h"
 #include "support/job_text.h"
+#include "support/jpeg_bytes.h"
 #include "support/recording_callbacks.h"
 #include "support/simulated_machine.h"
 
@@ -89,8 +90,10 @@ TEST_F(process_job_test, one_rated_photo_takes_every_step_in_order) {
 TEST_F(process_job_test, nineteen_items_open_no_window_and_twenty_do_before_the_first_item) {
   run_rating(make_photos(19));
   EXPECT_THAT(callbacks.said, IsEmpty());
+  callbacks.percents.clear();
   run_rating(make_photos(20));
   EXPECT_THAT(callbacks.said, ElementsAre(L"status Processing 20 files", L"bring_to_front"));
+  EXPECT_EQ(callbacks.said_at_first_percent, 2U);
 }
 
 struct threshold_row {
@@ -138,6 +141,19 @@ TEST_F(process_job_test, a_pause_holds_the_next_item_back_and_polls_every_50_ms)
   callbacks.paused_questions = 3;
   run_rating(make_photos(2));
   EXPECT_EQ(machine.calls.named({"sleep"}), (strings{"sleep(50 ms)", "sleep(50 ms)", "sleep(50 ms)"}));
+  EXPECT_EQ(context.item_count, 2);
+}
+
+TEST_F(process_job_test, a_pause_during_an_item_lets_it_finish) {
+  const auto photos = make_photos(2);
+  bool first_is_rated = false;
+  machine.calls.before("open_handler_store", 1, [this] { callbacks.paused_questions = 2; });
+  machine.calls.before("sleep", 1, [this, &photos, &first_is_rated] {
+    first_is_rated = machine.properties.handler_value(photos[0], platform::rating_key) != platform::property_value();
+  });
+  run_rating(photos);
+  EXPECT_TRUE(first_is_rated);
+  EXPECT_EQ(machine.calls.count("sleep"), 2U);
   EXPECT_EQ(context.item_count, 2);
 }
 
@@ -197,6 +213,57 @@ TEST_F(process_job_test, an_item_that_is_gone_gets_no_notification) {
   EXPECT_EQ(context.item_count, 1);
   EXPECT_EQ(context.error_count, 0);
   EXPECT_EQ(machine.calls.count("notify"), 0U);
+}
+
+TEST_F(process_job_test, a_file_that_its_action_moved_away_gets_no_notification) {
+  const std::wstring photo = make_photo(L"a.jpg");
+  // The cloud check asks first, the test behind the action second.
+  machine.calls.before("kind", 2, [this, &photo] { machine.disk.remove(*machine.disk.find(photo)); });
+  run_rating({photo});
+  EXPECT_EQ(context.item_count, 1);
+  EXPECT_EQ(context.error_count, 0);
+  EXPECT_EQ(machine.calls.count("notify"), 0U);
+  EXPECT_EQ(machine.calls.count("renew_thumbnail"), 0U);
+}
+
+TEST_F(process_job_test, a_missing_item_that_was_passed_over_is_not_looked_for_again) {
+  run_rating({LR"(C:\Photos\gone.xyz)"});
+  EXPECT_EQ(context.error_count, 0);
+  EXPECT_EQ(machine.calls.count("notify"), 0U);
+  // The cloud check, the action's test for a folder, and the deletion of the job file.
+  EXPECT_EQ(machine.calls.named({"kind"}),
+            (strings{R"(kind(C:\Photos\gone.xyz))", R"(kind(C:\Photos\gone.xyz))", R"(kind(C:\Temp\job.json))"}));
+}
+
+TEST_F(process_job_test, the_embedded_preview_is_cut_before_the_thumbnail_is_renewed) {
+  using namespace jpeg_bytes;
+  const std::wstring photo = LR"(C:\Photos\a.jpg)";
+  const auto with_link = [](std::uint64_t link) {
+    return start_of_image + exif_segment(tiff(true, 1, link)) + image_data;
+  };
+  machine.write_file(photo, with_link(99));
+  std::string at_renewal;
+  machine.calls.before("renew_thumbnail", 1, [this, &photo, &at_renewal] { at_renewal = machine.read_file(photo); });
+  run_rating({photo});
+  EXPECT_EQ(at_renewal, with_link(0));
+}
+
+TEST_F(process_job_test, all_times_move_before_any_closing_notification) {
+  for (const wchar_t* path : {LR"(C:\A\1.jpg)", LR"(C:\B\2.jpg)"})
+    machine.write_file(path, "photo");
+  run_rating({LR"(C:\A\1.jpg)", LR"(C:\B\2.jpg)"});
+  const strings closing = machine.calls.named({"set_last_write_time", "notify"});
+  ASSERT_EQ(closing.size(), 8U);
+  EXPECT_TRUE(closing[2].starts_with("set_last_write_time(")) << closing[2];
+  EXPECT_TRUE(closing[3].starts_with("set_last_write_time(")) << closing[3];
+  EXPECT_THAT(strings(closing.begin() + 4, closing.end()),
+              ElementsAre(R"(notify(update_item, path_and_return, C:\A\1.jpg))",
+                          R"(notify(update_item, path_and_return, C:\B\2.jpg))",
+                          R"(notify(update_directory, path_and_wait, C:\A))",
+                          R"(notify(update_directory, path_and_wait, C:\B))"));
+  EXPECT_THAT(machine.calls.named({"open"}),
+              Contains(R"(open(C:\A\1.jpg, write_attributes, share read|write, open_existing))"));
+  EXPECT_EQ(machine.entry(LR"(C:\A\1.jpg)").last_written, machine.clock.time());
 }
 
 TEST_F(process_job_test, a_failing_existence_test_is_an_item_failure_named_exists) {
@@ -324,10 +391,10 @@ TEST_F(process_job_test, a_cloud_file_that_cannot_be_fetched_is_a_failure) {
     run_rating({photo});
     EXPECT_EQ(context.error_count, 1);
     EXPECT_THAT(callbacks.said, ElementsAre(LR"(error C:\Photos\a.jpg: Failed to download the file.)"));
-    EXPECT_THAT(machine.log_lines(),
-                Contains(R"([ERROR] File C:\Photos\a.jpg is an offline cloud file but hydration failed.)"));
-    EXPECT_THAT(machine.log_lines(),
-                Contains(R"([ERROR] Error processing C:\Photos\a.jpg Details: Failed to download the file.)"));
+    const strings log = machine.log_lines();
+    ASSERT_GE(log.size(), 2U);
+    EXPECT_EQ(log[log.size() - 2], R"([ERROR] File C:\Photos\a.jpg is an offline cloud file but hydration failed.)");
+    EXPECT_EQ(log.back(), R"([ERROR] Error processing C:\Photos\a.jpg Details: Failed to download the file.)");
     EXPECT_EQ(machine.calls.count("open_handler_store"), 0U);
   }
 }
@@ -369,7 +436,7 @@ TEST_F(process_job_test, a_kept_job_file_stays_also_after_a_failed_load) {
   EXPECT_TRUE(machine.exists(job_path));
 }
 
-TEST_F(process_job_test, a_failure_outside_an_item_ends_the_run_without_closing_steps) {
+TEST_F(process_job_test, a_failure_outside_an_item_ends_the_run) {
   const auto photos = make_photos(20);
   // The settings are first asked for when the window opens; their folder can't be made.
   machine.calls.refuse("create_directory", L"", platform::win32_error::access_denied);
@@ -384,13 +451,16 @@ TEST_F(process_job_test, a_failure_outside_an_item_ends_the_run_without_closing_
 }
 
 TEST_F(process_job_test, something_that_is_no_exception_is_reported_as_unknown) {
-  const auto photos = make_photos(2);
-  machine.calls.before("open_handler_store", 1, [] { throw 42; });  // NOLINT(hicpp-exception-baseclass)
+  const auto photos = make_photos(3);
+  machine.calls.before("open_handler_store", 2, [] { throw 42; });  // NOLINT(hicpp-exception-baseclass)
   run_rating(photos);
-  EXPECT_THAT(callbacks.said, ElementsAre(LR"(error C:\Photos\1.jpg: Unknown error)"));
-  EXPECT_THAT(machine.log_lines(), Contains(R"([ERROR] Error processing file C:\Photos\1.jpg)"));
-  EXPECT_EQ(context.item_count, 0);
+  EXPECT_THAT(callbacks.said, ElementsAre(LR"(error C:\Photos\2.jpg: Unknown error)"));
+  EXPECT_THAT(machine.log_lines(), Contains(R"([ERROR] Error processing file C:\Photos\2.jpg)"));
+  EXPECT_EQ(context.item_count, 1);
   EXPECT_EQ(context.error_count, 0);
+  // The first photo, rated, gets no closing steps.
+  EXPECT_EQ(machine.calls.count("set_last_write_time"), 0U);
+  EXPECT_THAT(context.changed_folders, IsEmpty());
 }
 
 TEST_F(process_job_test, a_missing_ai_component_stops_the_run_at_its_first_item) {

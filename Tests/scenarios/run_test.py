@@ -124,7 +124,9 @@ class cloud_placeholders(scenario):
         self.only_on("host", PLACEHOLDERS_NEED_ATTRIBUTES)
 
     def placeholder(self, name, content, attributes):
-        item = self.write(name, content)
+        """A file without data on the disk, as the providers' programs make them: what it seems to hold is a hole."""
+        item = self.write(name, b"")
+        os.truncate(item, len(content))
         os.setxattr(item, "user.DOSATTRIB", attributes)
         return item
 
@@ -155,10 +157,10 @@ class cloud_placeholders(scenario):
         self.assert_hydration_failed(self.run_job("no_such_action", "", [item]), item)
 
     def test_a_readable_placeholder_is_no_error_and_stays_as_it_is(self):
-        item = self.placeholder("a.txt", b"content", b"0x1000")
+        item = self.placeholder("a.txt", b"\0" * 7, b"0x1000")
         outcome = self.run_job("set_rating", "4", [item])
         self.assertNotIn(NO_DOWNLOAD, outcome.standard_error)
-        self.assertEqual(item.read_bytes(), b"content")
+        self.assertEqual(item.read_bytes(), b"\0" * 7)
         self.assertNotIn("user.baloo.rating", os.listxattr(item))
 
     def test_the_run_goes_on_behind_it(self):

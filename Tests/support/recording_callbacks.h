@@ -13,14 +13,18 @@ namespace support {
 
 class recording_callbacks final : public quill_box::batch_processor::batch_processor_callbacks {
  public:
-  std::vector<std::wstring> said;       ///< one line for each call, in order
-  std::vector<int> percents;            ///< of set_progress, which isn't in `said`
+  std::vector<std::wstring> said;  ///< one line for each call but set_progress, in order
+  std::vector<int> percents;       ///< of set_progress
+  std::size_t said_at_first_percent = 0;
   bool tick_all_current_items = false;  ///< the answer of report_error
   int cancel_at_question = 0;           ///< is_cancelled says yes from this call on (1 is the first); 0 never
   int paused_questions = 0;             ///< is_paused says yes so many times
   std::function<void()> on_error;       ///< runs inside report_error
 
-  void set_progress(int percent) override { percents.push_back(percent); }
+  void set_progress(int percent) override {
+    if (percents.empty()) said_at_first_percent = said.size();
+    percents.push_back(percent);
+  }
   void bring_to_front() override { said.emplace_back(L"bring_to_front"); }
   bool is_cancelled() override {
     ++cancel_questions_;

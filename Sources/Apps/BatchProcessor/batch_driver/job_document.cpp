@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 
@@ -15,24 +16,24 @@ namespace quill_box::batch_processor {
 
 namespace {
 
-// No job nests deeper than 4; what is ignored may, up to here. Input must not order memory by nesting alone.
-constexpr std::size_t deepest_nesting = 1000;
+// No job nests deeper than 4. What is ignored may, at a byte of memory for each level, up to here.
+constexpr std::size_t deepest_nesting = 16 << 20;
 
-// The byte stream in the form that the JSON reader wants. A NUL ends the text, as in a C string.
+// The byte stream in the form that the JSON reader wants. A NUL ends the text, as in a C string: one stands behind
+// what is in the buffer, and the source's end is an empty buffer.
 class reader_stream {
  public:
   using Ch = char;
 
   explicit reader_stream(byte_stream& source) : source_(source) { refill(); }
 
-  [[nodiscard]] char Peek() const { return position_ < end_ ? buffer_[position_] : '\0'; }
+  [[nodiscard]] char Peek() const { return buffer_[position_]; }
   char Take() {
-    const char taken = Peek();
-    if (position_ < end_ && ++position_ == end_) refill();
-    ++consumed_;
+    const char taken = buffer_[position_];
+    if (++position_ >= end_) refill();
     return taken;
   }
-  [[nodiscard]] std::size_t Tell() const { return consumed_; }
+  [[nodiscard]] std::size_t Tell() const { return passed_ + position_; }
 
   // Only streams that are parsed in place need these.
   char* PutBegin() { return nullptr; }
@@ -42,15 +43,17 @@ class reader_stream {
 
  private:
   void refill() {
+    passed_ += end_;
     position_ = 0;
-    end_ = source_.read(buffer_);
+    end_ = source_.read(std::span(buffer_).first(buffer_.size() - 1));
+    buffer_[end_] = '\0';
   }
 
   byte_stream& source_;
   std::array<char, 65536> buffer_;
   std::size_t position_ = 0;
   std::size_t end_ = 0;
-  std::size_t consumed_ = 0;
+  std::size_t passed_ = 0;
 };
 
 enum class place : std::uint8_t { outside, root, job, files, entry, ignored };
@@ -61,7 +64,11 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   bool Default() { return value(); }
 
   bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-    if (std::optional<std::string>* field = wanted_string()) field->emplace(text, length);
+    if (at() == place::entry) {
+      if (key_ == "path" && !path_seen_) path_ = wide_up_to_nul({text, length});
+    } else if (std::optional<std::string>* field = wanted_string()) {
+      field->emplace(text, length);
+    }
     return value();
   }
 
@@ -92,6 +99,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   }
 
   bool StartArray() {
+    if (at() == place::outside) return false;  // whatever it holds, this is no job
     if (at() == place::root && key_ == "files" && !files_seen_) {
       files_seen_ = files_is_array_ = true;
       return enter(place::files);
@@ -160,7 +168,6 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   // Where the string of the current key goes; none when nobody wants it.
   std::optional<std::string>* wanted_string() {
     if (at() == place::root && key_ == "version" && !version_seen_) return &version_;
-    if (at() == place::entry && key_ == "path" && !path_seen_) return &path_;
     if (at() != place::job) return nullptr;
     for (const job_field& field : job_fields_) {
       if (key_ == field.name && !field.seen) return field.text;
@@ -199,8 +206,8 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   std::optional<std::string> guid_;
   std::optional<std::string> action_type_;
   std::optional<std::string> action_parameters_;
-  std::optional<std::string> path_;
-  std::vector<std::string> files_;
+  std::optional<std::wstring> path_;
+  std::vector<std::wstring> files_;
   const char* first_entry_failure_ = nullptr;
   std::array<job_field, 3> job_fields_ = {
       {{"guid", &guid_}, {"action_type", &action_type_}, {"action_parameters", &action_parameters_}}};

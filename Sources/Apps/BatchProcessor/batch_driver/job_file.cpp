@@ -30,8 +30,6 @@ class file_stream final : public byte_stream {
   platform::file& file_;
 };
 
-std::wstring wide_up_to_nul(std::string_view utf8) { return text::wide_from_utf8(utf8.substr(0, utf8.find('\0'))); }
-
 void delete_job_file(const std::wstring& path) {
   try {
     if (!files::exists(path)) return;
@@ -44,6 +42,8 @@ void delete_job_file(const std::wstring& path) {
 }
 
 }  // namespace
+
+std::wstring wide_up_to_nul(std::string_view utf8) { return text::wide_from_utf8(utf8.substr(0, utf8.find('\0'))); }
 
 job_record::~job_record() {
   if (delete_on_destroy && !source_path.empty()) delete_job_file(source_path);
@@ -65,11 +65,7 @@ bool load_job(job_record& job, std::wstring&& path, bool delete_on_destroy) {
   job.version = wide_up_to_nul(document.version);
   job.action_type = wide_up_to_nul(document.action_type);
   job.action_parameters = wide_up_to_nul(document.action_parameters);
-  job.files.reserve(document.files.size());
-  for (std::string& utf8 : document.files) {
-    job.files.push_back(wide_up_to_nul(utf8));
-    std::string().swap(utf8);  // a job may hold a million paths: they need not be there twice
-  }
+  job.files = std::move(document.files);
   return true;
 }
 

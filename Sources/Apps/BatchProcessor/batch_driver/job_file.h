@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quill_box::batch_processor {
@@ -23,14 +24,18 @@ struct job_record {
   ~job_record();
 };
 
-/// What the file holds, as UTF-8.
+/// What the file holds: the fields as UTF-8. The paths are made wide as they come, each up to its first NUL: there may
+/// be a million, which need not be there twice.
 struct job_document {
   std::string version;
   std::string guid;
   std::string action_type;
   std::string action_parameters;
-  std::vector<std::string> files;
+  std::vector<std::wstring> files;
 };
+
+/// The text up to its first NUL.
+[[nodiscard]] std::wstring wide_up_to_nul(std::string_view utf8);
 
 /// Where the text of a document comes from: fills the buffer and returns how much; 0 at the end.
 class byte_stream {

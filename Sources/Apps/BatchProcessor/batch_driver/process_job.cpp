@@ -18,6 +18,7 @@
 #include "platform/machine.h"
 #include "settings/high_level_settings.h"
 #include "text/conversions.h"
+#include "text/format.h"
 #include "text/paths.h"
 
 namespace quill_box::batch_processor {
@@ -50,8 +51,10 @@ struct run_state {
   std::wstring item;  ///< the current one; what failures are reported against
   int index = 0;      ///< 1-based; 0 until the job is loaded
   int error_count = 0;
-  std::vector<std::wstring> refresh_list;  ///< changed files whose time is moved once, at the end
 };
+
+// Changed files whose time is moved once, at the end. They are items of the job, which holds a million at times.
+using refresh_list = std::vector<const std::wstring*>;
 
 // From how many items on the window opens.
 int display_threshold(actions action) {
@@ -99,34 +102,36 @@ bool is_capable(actions action, std::wstring_view extension) {
 }
 
 // What follows the action itself: the shell hears of the item, and a changed file is prepared to look changed.
-void refresh_item(actions action, run_state& state, item_kind kind) {
+void refresh_item(actions action, dispatched done, const std::wstring& item, item_kind kind, refresh_list& changed) {
   platform::machine& machine = platform::current();
-  machine.shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, state.item);
+  machine.shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, item);
   if (action > actions::update_tags) return;
   if (kind == item_kind::directory) {
-    icons::folder_overlay(state.item);
+    icons::folder_overlay(item);
     return;
   }
-  if (is_capable(action, paths::extension(state.item))) {
-    state.refresh_list.push_back(state.item);
-    metadata::drop_embedded_exif_thumbnail(state.item);
+  // What was passed over has an extension without the capability.
+  if (done != dispatched::passed_over && is_capable(action, paths::extension(item))) {
+    changed.push_back(&item);
+    metadata::drop_embedded_exif_thumbnail(item);
   }
   // The old thumbnail stays where this fails; the item is processed all the same.
-  static_cast<void>(machine.shell.renew_thumbnail(state.item, thumbnail_size));
+  static_cast<void>(machine.shell.renew_thumbnail(item, thumbnail_size));
 }
 
-void process_item(processing_context& context, run_state& state) {
-  std::optional<item_kind> kind;
+void process_item(processing_context& context, const run_state& state, const std::wstring& item,
+                  refresh_list& changed) {
   // A failure is not an error here: the item may be no path at all, and its action meets whatever is wrong.
-  if (const auto found = platform::current().files.kind(state.item)) kind = *found;
-  if (kind == item_kind::cloud_placeholder) fetch_cloud_file(state.item);
-  const dispatched done = dispatch_action(context, state.item, state.parameters, kind);
-  if (done == dispatched::to_nobody) report_unexpected(context, state.item);
+  const auto found = platform::current().files.kind(item);
+  if (found && *found == item_kind::cloud_placeholder) fetch_cloud_file(item);
+  const dispatched done =
+      dispatch_action(context, item, state.parameters, found ? std::optional(*found) : std::nullopt);
+  if (done == dispatched::to_nobody) report_unexpected(context, item);
   // Commands name no files.
   if (context.action == actions::run_context_menu_command) return;
   // What an action passed over is still what was found above. Anything else may have been moved away.
-  if (done != dispatched::passed_over || !kind) kind = files::kind_if_exists(state.item);
-  if (kind) refresh_item(context.action, state, *kind);
+  const auto kind = done == dispatched::passed_over ? files::kind_if_exists(item, found) : files::kind_if_exists(item);
+  if (kind) refresh_item(context.action, done, item, *kind, changed);
 }
 
 void report_item_failure(processing_context& context, run_state& state, const std::exception& failure) {
@@ -141,9 +146,10 @@ void report_item_failure(processing_context& context, run_state& state, const st
     context.suppressed_errors[message] = true;
 }
 
-void process_item_guarded(processing_context& context, run_state& state) {
+void process_item_guarded(processing_context& context, run_state& state, const std::wstring& item,
+                          refresh_list& changed) {
   try {
-    process_item(context, state);
+    process_item(context, state, item, changed);
   } catch (const autotagger_exception& failure) {
     ++state.error_count;
     logging::log(level::error, "Error processing file {} Details: {}", state.item, failure.what());
@@ -153,16 +159,17 @@ void process_item_guarded(processing_context& context, run_state& state) {
   }
 }
 
-void walk_items(processing_context& context, const job_record& job, run_state& state) {
+void walk_items(processing_context& context, const job_record& job, run_state& state, refresh_list& changed) {
   for (state.index = 1; state.index <= context.item_count && !context.callbacks->is_cancelled();) {
     if (context.callbacks->is_paused()) {
       platform::current().clock.sleep(pause_poll);
       continue;
     }
     show_item_progress(context, state);
-    state.item = job.files[static_cast<std::size_t>(state.index) - 1];
+    const std::wstring& item = job.files[static_cast<std::size_t>(state.index) - 1];
+    state.item = item;
     show_item_detail(context, state);
-    process_item_guarded(context, state);
+    process_item_guarded(context, state, item, changed);
     ++state.index;
   }
 }
@@ -177,15 +184,19 @@ void touch(const std::wstring& path) {
 }
 
 // Once for the whole batch: the changed files' times move, then the shell hears of files and folders.
-void refresh_changed_files(processing_context& context, const run_state& state) {
-  if (state.refresh_list.empty()) return;
+void refresh_changed_files(processing_context& context, const refresh_list& changed) {
+  if (changed.empty()) return;
   platform::shell& shell = platform::current().shell;
-  for (const std::wstring& path : state.refresh_list) {
-    touch(path);
-    context.changed_folders.emplace(paths::parent(path));
+  std::optional<std::wstring_view> last_folder;
+  for (const std::wstring* path : changed) {
+    touch(*path);
+    const std::wstring_view folder = paths::parent(*path);
+    // Most files of a job stand beside each other.
+    if (folder != last_folder) context.changed_folders.emplace(folder);
+    last_folder = folder;
   }
-  for (const std::wstring& path : state.refresh_list) {
-    shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, path);
+  for (const std::wstring* path : changed) {
+    shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, *path);
   }
   for (const std::wstring& folder : context.changed_folders) {
     shell.notify(platform::shell_event::update_directory, platform::shell_flush::path_and_wait, folder);
@@ -201,8 +212,9 @@ void run_job(processing_context& context, run_state& state) {
   state.parameters = job.action_parameters;
   context.item_count = static_cast<int>(job.files.size());
   show_display_if_large(context);
-  walk_items(context, job, state);
-  refresh_changed_files(context, state);
+  refresh_list changed;
+  walk_items(context, job, state, changed);
+  refresh_changed_files(context, changed);
 }
 
 }  // namespace

@@ -23,7 +23,11 @@ bool means_not_found(win32_error error) {
 }  // namespace
 
 std::optional<platform::item_kind> kind_if_exists(const std::wstring& path) {
-  const auto kind = platform::current().files.kind(path);
+  return kind_if_exists(path, platform::current().files.kind(path));
+}
+
+std::optional<platform::item_kind> kind_if_exists(const std::wstring& path,
+                                                  const platform::win32_result<platform::item_kind>& kind) {
   if (kind) return *kind;
   if (means_not_found(kind.error())) return std::nullopt;
   throw filesystem_error("exists", path, kind.error());

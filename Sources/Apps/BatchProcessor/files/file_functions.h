@@ -13,6 +13,9 @@ namespace files {
 /// What stands at a path, none where nothing is there: the name, its folder, its share or its drive is missing or
 /// can't be a name. Any other failure raises a filesystem_error of the operation "exists".
 [[nodiscard]] std::optional<platform::item_kind> kind_if_exists(const std::wstring& path);
+/// The same for a path that was asked for its kind already: `kind` is the answer.
+[[nodiscard]] std::optional<platform::item_kind> kind_if_exists(
+    const std::wstring& path, const platform::win32_result<platform::item_kind>& kind);
 
 /// As kind_if_exists, without the kind.
 [[nodiscard]] bool exists(const std::wstring& path);

@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "files/family_folders.h"
 #include "files/file_functions.h"
@@ -35,19 +36,27 @@ std::string_view second_text(const platform::local_time& time) {
     return std::tie(t.second, t.minute, t.hour, t.day, t.month, t.year);
   };
   if (shown_text.empty() || to_the_second(shown) != to_the_second(time)) {
-    shown_text = text::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", time.year, time.month, time.day, time.hour,
+    shown_text = text::format("[{:04}-{:02}-{:02} {:02}:{:02}:{:02}.", time.year, time.month, time.day, time.hour,
                               time.minute, time.second);
     shown = time;
   }
   return shown_text;
 }
 
-void append(fmt::memory_buffer& line, std::string_view text) { line.append(text.data(), text.data() + text.size()); }
-
-void append_number(fmt::memory_buffer& line, std::uint32_t number) {
-  const fmt::format_int digits(number);
-  append(line, {digits.data(), digits.size()});
+// The same for each line of a thread.
+std::string_view identity_text() {
+  platform::processes& processes = platform::current().processes;
+  const std::pair identity(processes.process_id(), processes.thread_id());
+  thread_local std::pair<std::uint32_t, std::uint32_t> shown;
+  thread_local std::string shown_text;
+  if (shown_text.empty() || shown != identity) {
+    shown_text = text::format("] [P:{} T:{}] [", identity.first, identity.second);
+    shown = identity;
+  }
+  return shown_text;
 }
+
+void append(fmt::memory_buffer& line, std::string_view text) { line.append(text.data(), text.data() + text.size()); }
 
 void append_ticks(fmt::memory_buffer& line, int ticks) {
   std::array<char, 7> digits;
@@ -57,19 +66,12 @@ void append_ticks(fmt::memory_buffer& line, int ticks) {
   append(line, {digits.data(), digits.size()});
 }
 
-// Put together by hand: a run that passes over a million files spends most of its time in its log lines.
+// Put together by hand: a run that passes over a million files does little else.
 void append_prefix(fmt::memory_buffer& line, level level) {
   const platform::local_time now = local_now();
-  platform::processes& processes = platform::current().processes;
-  append(line, "[");
   append(line, second_text(now));
-  append(line, ".");
   append_ticks(line, now.ticks);
-  append(line, "] [P:");
-  append_number(line, processes.process_id());
-  append(line, " T:");
-  append_number(line, processes.thread_id());
-  append(line, "] [");
+  append(line, identity_text());
   append(line, level_name(level));
   append(line, "] ");
 }

@@ -1,6 +1,7 @@
 // A settings file of the family: found, seeded from the default that ships with the program, reloaded on change.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <string_view>
 
@@ -33,7 +34,7 @@ class common_settings_file {
   std::wstring application_folder_;
   std::wstring file_name_;
   std::wstring file_path_;
-  platform::file_time last_write_time_ = 0;  ///< at the last good read
+  std::atomic<platform::file_time> last_write_time_ = 0;  ///< at the last good read
 };
 
 }  // namespace common::setting_utilities

@@ -54,10 +54,10 @@ bool settings_file::read_settings() {
   try {
     auto document = parse_settings(read_file(file_path()));
     if (!document) return true;
-    if (document->version) version_ = *std::move(document->version);
-    if (!document->apps) return true;
+    // What was there before is destroyed after the lock is released.
     const std::lock_guard guard(apps_lock_);
-    apps_.swap(*document->apps);
+    if (document->version) version_.swap(*document->version);
+    if (document->apps) apps_.swap(*document->apps);
     return true;
   } catch (...) {
     return false;

@@ -57,7 +57,7 @@ class settings_file final : public common::setting_utilities::common_settings_fi
 
   std::wstring version_;
   app_map apps_;
-  std::mutex apps_lock_;  ///< for each look-up and for the swap of the map, never during file access
+  std::mutex apps_lock_;  ///< for each look-up and for the swap of what was read, never during file access
 };
 
 /// The one of this process, made on first use.
