@@ -6,9 +6,11 @@
 #include <array>
 #include <functional>
 #include <stdexcept>
+#include <variant>
 
 #include "files/filesystem_error.h"
 #include "logging/log.h"
+#include "shipped_settings.h"
 #include "support/fault_sweep.h"
 #include "support/simulated_machine.h"
 
@@ -332,6 +334,24 @@ TEST_F(settings_test, every_flag_reads_its_key_and_else_its_default) {
     EXPECT_TRUE(settings.load(false));
     EXPECT_EQ((settings.*row.reader)(), row.fallback) << "a key of another section";
   }
+}
+
+TEST_F(settings_test, the_shipped_default_has_every_key_of_the_readers) {
+  settings_file settings;
+  write(shipped_settings);
+  ASSERT_TRUE(settings.load(false));
+  const auto has = [&settings]<class kind>(const char* app_id, const char* key, kind) {
+    const auto value = settings.find_value(app_id, key);
+    return value && std::holds_alternative<kind>(*value);
+  };
+  for (const flag_row& row : flags) {
+    EXPECT_TRUE(has(row.app_id, row.key, bool())) << row.key;
+  }
+  for (const char* key : {"general.ratingOverlayIcon", "organize.photoNamingPattern", "organize.photoPlacementPattern"})
+    EXPECT_TRUE(has("quill-box", key, std::string())) << key;
+  EXPECT_TRUE(has("quill-box", "organize.excludedNames", std::vector<std::string>()));
+  EXPECT_THAT(settings.auto_tag_texts(), testing::Not(IsEmpty()));
+  EXPECT_EQ(settings.organize_categories().size(), high_level_settings::default_organize_categories().size());
 }
 
 TEST_F(settings_test, overlays_are_shown_when_nothing_can_be_loaded) {

@@ -6,7 +6,7 @@ namespace quill_box::batch_processor {
 
 namespace {
 
-dispatched from(metadata::outcome outcome) {
+dispatched dispatched_from(metadata::outcome outcome) {
   return outcome == metadata::outcome::passed_over ? dispatched::passed_over : dispatched::taken_up;
 }
 
@@ -17,15 +17,15 @@ dispatched dispatch_action(processing_context& context, const std::wstring& item
   using action_types::actions;
   switch (context.action) {
     case actions::set_rating:
-      return from(metadata::set_rating_action(item, parameters, kind));
+      return dispatched_from(metadata::set_rating_action(item, parameters, kind));
     case actions::remove_rating:
-      return from(metadata::remove_rating_action(item, kind));
+      return dispatched_from(metadata::remove_rating_action(item, kind));
     case actions::remove_tags:
-      return from(metadata::remove_tags_action(item, kind));
+      return dispatched_from(metadata::remove_tags_action(item, kind));
     case actions::toggle_tags:
-      return from(metadata::toggle_tags_action(item, parameters, kind));
+      return dispatched_from(metadata::toggle_tags_action(item, parameters, kind));
     case actions::update_tags:
-      return from(metadata::update_tags_action(item, parameters, kind));
+      return dispatched_from(metadata::update_tags_action(item, parameters, kind));
     default:
       return dispatched::to_nobody;
   }

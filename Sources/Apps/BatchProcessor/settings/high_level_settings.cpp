@@ -16,7 +16,6 @@ namespace high_level_settings {
 
 namespace {
 
-constexpr std::string_view quill_box = "quill-box";
 constexpr std::string_view orchid_lens_ai = "orchid-lens-ai";
 
 // Far beyond any settings file: what is larger counts as damaged.
@@ -91,22 +90,24 @@ bool settings_file::is_enabled() {
     return false;
   }
   const std::lock_guard guard(apps_lock_);
-  const auto section = apps_.find(std::string(quill_box));
+  const auto section = apps_.find(std::string(quill_box_section));
   return section == apps_.end() || section->second.status != "disabled";
 }
 
-bool settings_file::enabled_and(std::string_view key) { return is_enabled() && get_bool(quill_box, key, true); }
+bool settings_file::enabled_and(std::string_view key) { return is_enabled() && get_bool(quill_box_section, key, true); }
 
-bool settings_file::loaded_bool(std::string_view key) { return !load(false) || get_bool(quill_box, key, true); }
+bool settings_file::loaded_bool(std::string_view key) { return !load(false) || get_bool(quill_box_section, key, true); }
 
 bool settings_file::show_tags_as_icon_overlay() { return loaded_bool("general.showTagsAsIconOverlay"); }
 
 bool settings_file::show_rating_as_icon_overlay() { return loaded_bool("general.showRatingAsIconOverlay"); }
 
-bool settings_file::rounded_thumbnail_corners() { return get_bool(quill_box, "general.roundedThumbnailCorners", true); }
+bool settings_file::rounded_thumbnail_corners() {
+  return get_bool(quill_box_section, "general.roundedThumbnailCorners", true);
+}
 
 std::wstring settings_file::rating_overlay_icon() {
-  return get_string(quill_box, "general.ratingOverlayIcon", LR"(\Content\Icons\rating_star.ico)");
+  return get_string(quill_box_section, "general.ratingOverlayIcon", LR"(\Content\Icons\rating_star.ico)");
 }
 
 bool settings_file::show_tag_completion_toast() { return enabled_and("notifications.showTagCompletionToast"); }
@@ -139,19 +140,20 @@ bool settings_file::write_people_tags() {
 
 std::vector<std::wstring> settings_file::excluded_names() {
   static_cast<void>(load(false));  // what was read before, or nothing, will do
-  const auto value = find_value(quill_box, "organize.excludedNames");
+  const auto value = find_value(quill_box_section, "organize.excludedNames");
   const auto* names = value ? std::get_if<std::vector<std::string>>(&*value) : nullptr;
   return names == nullptr ? std::vector<std::wstring>() : wide_list(*names);
 }
 
 std::wstring settings_file::photo_naming_pattern() {
   static_cast<void>(load(false));
-  return get_string(quill_box, "organize.photoNamingPattern", L"<Date> - <Location> - <People> - <Original Filename>");
+  return get_string(quill_box_section, "organize.photoNamingPattern",
+                    L"<Date> - <Location> - <People> - <Original Filename>");
 }
 
 std::wstring settings_file::photo_placement_pattern() {
   static_cast<void>(load(false));
-  return get_string(quill_box, "organize.photoPlacementPattern", LR"(<Date>\<Location>)");
+  return get_string(quill_box_section, "organize.photoPlacementPattern", LR"(<Date>\<Location>)");
 }
 
 std::vector<std::wstring> settings_file::auto_tag_texts() {

@@ -10,7 +10,6 @@ namespace high_level_settings {
 
 namespace {
 
-constexpr std::string_view quill_box_section = "quill-box";
 constexpr const char* categories_member = "organize.categories";
 
 // Iterative: nesting takes memory of the parser's, not of the call stack.

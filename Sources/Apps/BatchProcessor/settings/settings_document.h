@@ -11,6 +11,9 @@
 
 namespace high_level_settings {
 
+/// This program's section.
+inline constexpr std::string_view quill_box_section = "quill-box";
+
 /// Strings are UTF-8.
 using setting_value = std::variant<bool, std::string, std::int32_t, std::vector<std::string>>;
 
