@@ -41,20 +41,6 @@ void append_code_point(std::wstring& out, char32_t code) {
   }
 }
 
-// Takes one character off the front. Lone surrogates and values beyond Unicode give U+FFFD.
-char32_t take_wide(std::wstring_view& rest) {
-  const auto first = static_cast<char32_t>(rest.front());
-  rest.remove_prefix(1);
-  if (is_high_surrogate(first) && wide_is_utf16 && !rest.empty()) {
-    const auto second = static_cast<char32_t>(rest.front());
-    if (is_low_surrogate(second)) {
-      rest.remove_prefix(1);
-      return 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00);
-    }
-  }
-  return is_surrogate(first) || first > 0x10ffff ? replacement : first;
-}
-
 struct lead_byte {
   int continuation_bytes;
   char32_t bits;
@@ -98,6 +84,19 @@ char32_t take_utf8(std::string_view& rest) {
 }
 
 }  // namespace
+
+char32_t take_wide(std::wstring_view& rest) {
+  const auto first = static_cast<char32_t>(rest.front());
+  rest.remove_prefix(1);
+  if (is_high_surrogate(first) && wide_is_utf16 && !rest.empty()) {
+    const auto second = static_cast<char32_t>(rest.front());
+    if (is_low_surrogate(second)) {
+      rest.remove_prefix(1);
+      return 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00);
+    }
+  }
+  return is_surrogate(first) || first > 0x10ffff ? replacement : first;
+}
 
 void append_utf8(std::string& utf8, std::wstring_view wide) {
   while (!wide.empty()) {

@@ -17,6 +17,10 @@ namespace text {
 /// Appends to what `utf8` holds, for callers that reuse a buffer.
 void append_utf8(std::string& utf8, std::wstring_view wide);
 
+/// Takes one character, of one or two units, off the front of text that is not empty. Lone surrogates and values beyond
+/// Unicode give U+FFFD.
+[[nodiscard]] char32_t take_wide(std::wstring_view& rest);
+
 /// The length in UTF-16 units, whatever the width of wchar_t.
 [[nodiscard]] std::size_t utf16_length(std::wstring_view wide);
 
