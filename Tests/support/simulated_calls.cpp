@@ -10,8 +10,10 @@
 namespace support {
 
 simulated_calls::guard simulated_calls::record(std::string_view operation, std::string_view arguments) {
+  // Without the lock, so that an action can hold one thread back while another one uses the machine.
+  for (const std::function<void()>& action : take_awaited(operation))
+    action();
   guard held(lock_);
-  run_awaited(operation);
   calls_.push_back({std::string(operation), text::format("{}({})", operation, arguments)});
   return held;
 }
@@ -75,14 +77,14 @@ std::uint32_t simulated_calls::take_refusal(std::string_view operation, std::wst
   return 0;
 }
 
-void simulated_calls::run_awaited(std::string_view operation) {
+std::vector<std::function<void()>> simulated_calls::take_awaited(std::string_view operation) {
+  const guard held(lock_);
   std::vector<std::function<void()>> due;
   for (awaited_call& awaited : awaited_) {
     if (awaited.operation == operation && --awaited.turns_left == 0) due.push_back(std::move(awaited.action));
   }
   std::erase_if(awaited_, [](const awaited_call& awaited) { return awaited.turns_left == 0; });
-  for (const std::function<void()>& action : due)
-    action();
+  return due;
 }
 
 }  // namespace support

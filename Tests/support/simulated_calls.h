@@ -31,7 +31,8 @@ class simulated_calls {
   [[nodiscard]] std::size_t count(std::string_view operation) const;
   void clear();
 
-  /// Runs `action` ahead of the `turn`-th call (1 for the next one) of an operation from now on.
+  /// Runs `action` ahead of the `turn`-th call (1 for the next one) of an operation from now on, on the thread that
+  /// calls. Other threads can use the machine meanwhile.
   void before(std::string_view operation, std::size_t turn, std::function<void()> action);
 
   static constexpr int always = std::numeric_limits<int>::max();
@@ -67,7 +68,7 @@ class simulated_calls {
 
   void add_refusal(std::string_view operation, std::wstring_view path, std::uint32_t code, int times);
   [[nodiscard]] std::uint32_t take_refusal(std::string_view operation, std::wstring_view path);
-  void run_awaited(std::string_view operation);
+  [[nodiscard]] std::vector<std::function<void()>> take_awaited(std::string_view operation);
 
   mutable std::recursive_mutex lock_;
   std::vector<call> calls_;
