@@ -10,7 +10,7 @@
 //   processes   process_id thread_id local_app_data module_path package_full_name set_app_user_model_id
 //               enter_apartment leave_apartment
 //   clock       now to_local sleep
-//   terminal    interactive columns write_terminal read_key interrupted
+//   terminal    interactive may_draw columns write_terminal read_key discard_keys interrupted
 //   errors      text_of
 // The same names serve calls.refuse(), calls.before() and the faults of a fault_machine.
 #pragma once

@@ -67,6 +67,17 @@ TEST(simulated_terminal, gives_the_scripted_keys_and_passes_time_without_one) {
   EXPECT_EQ(machine.clock.time(), start + 1'000'000);
 }
 
+TEST(simulated_terminal, forgets_discarded_keys_and_takes_ctrl_c_for_an_interrupt) {
+  support::scoped_machine machine;
+  machine.terminal.press(L"yn");
+  machine.terminal.discard_keys();
+  machine.terminal.press(L"\x03z");
+  EXPECT_FALSE(machine.terminal.interrupted());
+  EXPECT_EQ(machine.terminal.read_key(std::chrono::milliseconds(100)), L'\0');
+  EXPECT_TRUE(machine.terminal.interrupted());
+  EXPECT_EQ(machine.terminal.read_key(std::chrono::milliseconds(100)), L'z');
+}
+
 TEST(simulated_terminal, can_be_interrupted_at_a_chosen_moment) {
   support::scoped_machine machine;
   machine.calls.before("notify", 2, [&machine] { machine.terminal.interrupt(); });

@@ -6,9 +6,18 @@
 
 namespace support {
 
+namespace {
+constexpr wchar_t ctrl_c = L'\x03';
+}
+
 bool simulated_terminal::interactive() {
   const auto guard = calls_.record("interactive", "");
   return interactive_;
+}
+
+bool simulated_terminal::may_draw() {
+  const auto guard = calls_.record("may_draw", "");
+  return drawable_;
 }
 
 int simulated_terminal::columns() {
@@ -33,13 +42,20 @@ wchar_t simulated_terminal::read_key(std::chrono::milliseconds timeout) {
     if (!keys_.empty()) {
       const wchar_t key = keys_.front();
       keys_.pop_front();
-      return key;
+      if (key != ctrl_c) return key;
+      interrupted_ = true;
+      return 0;
     }
     clock_.advance(timeout);
   }
   // A thread that polls must not starve the one that it watches.
   std::this_thread::yield();
   return 0;
+}
+
+void simulated_terminal::discard_keys() {
+  const auto guard = calls_.record("discard_keys", "");
+  keys_.clear();
 }
 
 bool simulated_terminal::interrupted() {
@@ -50,6 +66,12 @@ bool simulated_terminal::interrupted() {
 void simulated_terminal::set_interactive(bool interactive) {
   const auto guard = calls_.hold();
   interactive_ = interactive;
+  drawable_ = interactive;
+}
+
+void simulated_terminal::set_drawable(bool drawable) {
+  const auto guard = calls_.hold();
+  drawable_ = drawable;
 }
 
 void simulated_terminal::set_columns(int columns) {

@@ -114,6 +114,12 @@ void get_ready(terminal& terminal) {
   terminal.write("ready");
 }
 
+// What the test types comes some time later.
+void wait_for_typed_text() {
+  pollfd input = {STDIN_FILENO, POLLIN, 0};
+  if (::poll(&input, 1, static_cast<int>(patience.count())) != 1) std::_Exit(9);
+}
+
 [[nodiscard]] bool ended_well(int status) { return WIFEXITED(status) && WEXITSTATUS(status) == 0; }
 
 TEST(terminal, is_interactive_with_the_width_of_its_window) {
@@ -123,6 +129,70 @@ TEST(terminal, is_interactive_with_the_width_of_its_window) {
   });
   EXPECT_EQ(child.shown_until("columns"), "interactive 132 columns");
   EXPECT_TRUE(ended_well(child.wait()));
+}
+
+TEST(terminal, may_draw_without_a_keyboard_and_not_into_a_file) {
+  for (const int descriptor : {STDIN_FILENO, STDERR_FILENO}) {
+    terminal_child child([descriptor](terminal& terminal) {
+      if (!terminal.may_draw()) std::_Exit(3);
+      ::close(descriptor);
+      if (::open("/dev/null", O_RDWR) != descriptor) std::_Exit(2);
+      const bool may_draw = descriptor == STDIN_FILENO;
+      std::_Exit(terminal.may_draw() == may_draw && !terminal.interactive() ? 0 : 1);
+    });
+    EXPECT_TRUE(ended_well(child.wait())) << descriptor;
+  }
+}
+
+TEST(terminal, in_the_background_may_not_draw_nor_drop_what_is_typed_for_others) {
+  terminal_child child([](terminal& terminal) {
+    terminal.write("ready");
+    wait_for_typed_text();
+    const pid_t job = ::fork();
+    if (job == 0) {
+      ::setpgid(0, 0);
+      if (terminal.may_draw()) std::_Exit(1);
+      terminal.discard_keys();
+      std::_Exit(terminal.interactive() ? 0 : 2);
+    }
+    int status = 0;
+    ::waitpid(job, &status, WUNTRACED);
+    if (!ended_well(status)) std::_Exit(3);
+    std::_Exit(terminal.may_draw() && terminal.read_key(0ms) == L'y' ? 0 : 4);
+  });
+  child.shown_until("ready");
+  child.type("y\n");
+  EXPECT_TRUE(ended_well(child.wait()));
+}
+
+TEST(terminal, discards_what_was_typed_before_keys_were_read_one_by_one) {
+  terminal_child child([](terminal& terminal) {
+    terminal.write("ready");
+    wait_for_typed_text();
+    terminal.discard_keys();
+    terminal.write(" asked");
+    say(terminal, terminal.read_key(patience));
+  });
+  child.shown_until("ready");
+  child.type("o\n");
+  child.shown_until("asked");
+  child.type("x");
+  EXPECT_NE(child.shown_until(">").find("<120>"), std::string::npos);
+}
+
+TEST(terminal, discards_the_keys_typed_ahead) {
+  terminal_child child([](terminal& terminal) {
+    get_ready(terminal);
+    wait_for_typed_text();
+    terminal.discard_keys();
+    terminal.write(" asked");
+    say(terminal, terminal.read_key(patience));
+  });
+  child.shown_until("ready");
+  child.type("aoe");
+  child.shown_until("asked");
+  child.type("x");
+  EXPECT_EQ(child.shown_until(">"), "ready asked<120>");
 }
 
 TEST(terminal, has_80_columns_and_is_not_interactive_when_standard_error_is_a_file) {

@@ -99,6 +99,8 @@ wchar_t character_starting_with(char first) {
 
 bool terminal::interactive() { return ::isatty(STDERR_FILENO) == 1 && ::isatty(STDIN_FILENO) == 1; }
 
+bool terminal::may_draw() { return ::isatty(STDERR_FILENO) == 1 && in_foreground(STDERR_FILENO); }
+
 int terminal::columns() {
   winsize size = {};
   if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return usual_columns;
@@ -135,6 +137,8 @@ wchar_t terminal::read_key(milliseconds timeout) {
   }
   return 0;
 }
+
+void terminal::discard_keys() { discard_input(); }
 
 bool terminal::interrupted() {
   watch_for_interrupt();

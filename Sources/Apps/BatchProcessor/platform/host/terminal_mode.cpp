@@ -34,23 +34,22 @@ void handle_unless_ignored(int signal, void (*handler)(int)) {
   if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL) handle(signal, handler);
 }
 
-// A terminal that is not the controlling one has no background.
-bool in_foreground() {
-  const pid_t group = ::tcgetpgrp(STDIN_FILENO);
-  return group == -1 ? errno == ENOTTY : group == ::getpgrp();
-}
-
-// Safe in a signal handler. A process that went to the background meanwhile must not be stopped for it.
-bool set_mode(const termios& mode) {
-  if (!in_foreground()) return false;
+// Safe in a signal handler. A process that went to the background meanwhile must not be stopped for the change.
+template <class Change>
+bool change_in_foreground(Change change) {
+  if (!in_foreground(STDIN_FILENO)) return false;
   sigset_t stop;
   sigset_t before;
   sigemptyset(&stop);
   sigaddset(&stop, SIGTTOU);
   pthread_sigmask(SIG_BLOCK, &stop, &before);
-  const bool set = ::tcsetattr(STDIN_FILENO, TCSANOW, &mode) == 0;
+  const bool changed = change() == 0;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return set;
+  return changed;
+}
+
+bool set_mode(const termios& mode) {
+  return change_in_foreground([&mode] { return ::tcsetattr(STDIN_FILENO, TCSANOW, &mode); });
 }
 
 void put_mode_back() {
@@ -117,10 +116,21 @@ void prepare_key_mode() {
 
 }  // namespace
 
+// A terminal that is not the controlling one has no background.
+bool in_foreground(int descriptor) {
+  const pid_t group = ::tcgetpgrp(descriptor);
+  return group == -1 ? errno == ENOTTY : group == ::getpgrp();
+}
+
+void discard_input() {
+  // Fails where standard input is no terminal: there is no keyboard then.
+  static_cast<void>(change_in_foreground([] { return ::tcflush(STDIN_FILENO, TCIFLUSH); }));
+}
+
 bool enter_key_mode() {
   static std::once_flag once;
   std::call_once(once, prepare_key_mode);
-  if (!key_mode_wanted || !in_foreground()) return false;
+  if (!key_mode_wanted || !in_foreground(STDIN_FILENO)) return false;
   take_key_mode();
   return key_mode_on;
 }

@@ -8,6 +8,13 @@ namespace platform::host {
 /// no terminal, or the process is in its background.
 [[nodiscard]] bool enter_key_mode();
 
+/// True unless the descriptor is the terminal of this process and another process group has its foreground.
+[[nodiscard]] bool in_foreground(int descriptor);
+
+/// Drops what was typed and not read yet, also while lines are still edited. In the background what was typed is for
+/// others, and stays.
+void discard_input();
+
 /// From the first call on, the first Ctrl-C only sets what interrupt_pending() tells, and the second one ends the
 /// process. A process that was started to ignore it goes on doing so.
 void watch_for_interrupt();

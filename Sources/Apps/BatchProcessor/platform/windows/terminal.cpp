@@ -31,18 +31,18 @@ bool is_console(HANDLE handle) {
   return is_open(handle) && GetConsoleMode(handle, &mode) != FALSE;
 }
 
-file_handle open_console(const wchar_t* name) {
-  return file_handle(CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+file_handle open_console_output() {
+  return file_handle(CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                  OPEN_EXISTING, 0, nullptr));
 }
 
-/// Standard error and standard input as they were given; those of the parent's console where they are missing.
+/// Standard error and standard input as they were given; without a standard error, the parent's console to write to.
 class standard_handles {
  public:
   standard_handles() : error_(GetStdHandle(STD_ERROR_HANDLE)), input_(GetStdHandle(STD_INPUT_HANDLE)) {
     if (!is_open(error_)) join_console_of_parent();
     has_console_output_ = is_console(error_);
-    has_console_input_ = is_console(input_);
+    has_console_input_ = !has_joined_console_ && is_console(input_);
     // After a failure the first Ctrl-C ends the process, which is no harm. Joining a console drops handlers, so this
     // comes last.
     SetConsoleCtrlHandler(on_control_event, TRUE);
@@ -51,23 +51,22 @@ class standard_handles {
   [[nodiscard]] HANDLE error() const { return error_; }
   [[nodiscard]] HANDLE input() const { return input_; }
   [[nodiscard]] bool has_error() const { return is_open(error_); }
+  [[nodiscard]] bool has_joined_console() const { return has_joined_console_; }
   [[nodiscard]] bool has_console_output() const { return has_console_output_; }
   [[nodiscard]] bool has_console_input() const { return has_console_input_; }
 
  private:
   void join_console_of_parent() {
-    if (AttachConsole(ATTACH_PARENT_PROCESS) == FALSE) return;  // started without a console: there is nobody to ask
-    console_output_ = open_console(L"CONOUT$");
+    if (AttachConsole(ATTACH_PARENT_PROCESS) == FALSE) return;  // started without a console: there is nobody to tell
+    has_joined_console_ = true;
+    console_output_ = open_console_output();
     error_ = console_output_.get();
-    if (is_open(input_)) return;
-    console_input_ = open_console(L"CONIN$");
-    input_ = console_input_.get();
   }
 
   HANDLE error_;
   HANDLE input_;
   file_handle console_output_;
-  file_handle console_input_;
+  bool has_joined_console_ = false;
   bool has_console_output_ = false;
   bool has_console_input_ = false;
 };
@@ -102,6 +101,8 @@ void write_to_file(HANDLE file, std::string_view text) {
 }  // namespace
 
 bool terminal::interactive() { return handles().has_console_output() && handles().has_console_input(); }
+
+bool terminal::may_draw() { return handles().has_console_output() && !handles().has_joined_console(); }
 
 int terminal::columns() {
   constexpr int unknown = 80;
@@ -143,6 +144,12 @@ wchar_t terminal::read_key(std::chrono::milliseconds timeout) {
     // Shift and its like have no character.
     if (const wchar_t key = record.Event.KeyEvent.uChar.UnicodeChar; key != 0) return key;
   }
+}
+
+void terminal::discard_keys() {
+  if (!handles().has_console_input()) return;
+  // After a failure the keys stay: they count as the answer then.
+  static_cast<void>(FlushConsoleInputBuffer(handles().input()));
 }
 
 bool terminal::interrupted() {
