@@ -9,7 +9,9 @@
 #include "batch_driver/progress_line.h"
 #include "batch_driver/prompt_texts.h"
 #include "platform/machine.h"
+#include "shell_companions/settings_app.h"
 #include "text/conversions.h"
+#include "text/display_columns.h"
 #include "text/format.h"
 #include "text/letter_case.h"
 
@@ -18,6 +20,7 @@ namespace quill_box::batch_processor {
 namespace {
 
 constexpr std::chrono::milliseconds redraw_interval(50);
+constexpr std::string_view ai_settings_tab = "labelhub:orchid-lens-ai";
 
 platform::terminal& terminal() { return platform::current().terminal; }
 
@@ -27,8 +30,11 @@ std::wstring choices_line(std::span<const prompt_choice> choices) {
   std::wstring line;
   for (const prompt_choice& choice : choices)
     line += text::format(L"  [{}] {}", choice.letter, choice.words);
-  return line;
+  return line + L"? ";
 }
+
+// The last column stays free.
+std::size_t widest_line(int columns) { return static_cast<std::size_t>(std::max(columns - 1, 0)); }
 
 }  // namespace
 
@@ -58,24 +64,35 @@ void console_progress_and_processor::worker_main() {
 }
 
 void console_progress_and_processor::message_loop() {
-  for (;;) {
-    std::unique_lock guard(lock_);
-    if (worker_done_) break;
-    const bool wants_keys = terminal().interactive() && (visible_ || !pending_choices_.empty());
-    if (!wants_keys) changed_.wait_for(guard, redraw_interval);
-    guard.unlock();
-    if (is_cancelled()) {
-      cancelled_ = true;
-      break;
-    }
-    if (!wants_keys) continue;
+  // Only Ctrl-C ends the loop early. A run that stopped itself still has a question to be answered and results.
+  while (!terminal().interrupted()) {
+    offer_choices();
     draw_progress_line();
+    const bool can_ask = terminal().interactive();
+    std::unique_lock guard(lock_);
+    const auto has_news = [this, can_ask] { return worker_done_ || (can_ask && visible_); };
+    if (!changed_.wait_for(guard, redraw_interval, has_news)) continue;
+    if (worker_done_) break;
+    guard.unlock();
     handle_key(terminal().read_key(redraw_interval));
   }
-  const std::lock_guard guard(lock_);
-  loop_ended_ = true;
-  changed_.notify_all();
+  end_loop();
+}
+
+void console_progress_and_processor::end_loop() {
+  if (terminal().interrupted()) cancelled_ = true;
+  wchar_t unanswered = 0;
+  bool still_at_work = false;
+  {
+    const std::lock_guard guard(lock_);
+    loop_ended_ = true;
+    unanswered = pending_.safe_letter;
+    still_at_work = worker_.joinable() && !worker_done_;
+  }
+  if (unanswered != 0) give_answer(unanswered);
+  const std::lock_guard output(output_lock_);
   clear_progress_line();
+  if (still_at_work && terminal().may_draw()) write(text::format(L"{}\n", cancelling_text));
 }
 
 run_results console_progress_and_processor::results() {
@@ -83,60 +100,98 @@ run_results console_progress_and_processor::results() {
   return results_;
 }
 
+void console_progress_and_processor::offer_choices() {
+  prompt question;
+  {
+    const std::lock_guard guard(lock_);
+    question = pending_;
+  }
+  if (question.choices.empty()) return;
+  if (!terminal().interactive()) {
+    // The terminal was taken away while somebody was to answer.
+    give_answer(question.safe_letter);
+  } else if (offered_.choices.empty()) {
+    // What was typed ahead was not meant for this question.
+    terminal().discard_keys();
+    const std::lock_guard output(output_lock_);
+    write(choices_line(question.choices));
+    offered_ = question;
+  }
+}
+
 void console_progress_and_processor::handle_key(wchar_t key) {
-  const std::lock_guard guard(lock_);
   const bool is_enter = key == L'\r' || key == L'\n';
-  const wchar_t letter = is_enter ? safe_letter_ : text::to_lower(key);
+  const wchar_t letter = is_enter ? offered_.safe_letter : text::to_lower(key);
   const auto is_letter = [letter](const prompt_choice& choice) { return choice.letter == letter; };
-  if (std::any_of(pending_choices_.begin(), pending_choices_.end(), is_letter)) {
-    answer_ = letter;
-    pending_choices_ = {};
-    changed_.notify_all();
-  } else if (letter == L'p' && pending_choices_.empty()) {
+  if (std::any_of(offered_.choices.begin(), offered_.choices.end(), is_letter)) {
+    give_answer(letter);
+  } else if (letter == L'p' && offered_.choices.empty()) {
     paused_ = !paused_;
   }
 }
 
-void console_progress_and_processor::draw_progress_line() {
+void console_progress_and_processor::give_answer(wchar_t letter) {
+  if (!offered_.choices.empty()) {
+    const std::lock_guard output(output_lock_);
+    write(text::format(L"{}\n", letter));
+  }
+  offered_ = {};
   const std::lock_guard guard(lock_);
-  if (!visible_ || !pending_choices_.empty()) return;
-  std::wstring line = progress_line(percent_, paused_, status_text_, detail_text_, terminal().columns());
+  pending_ = {};
+  answer_ = letter;
+  changed_.notify_all();
+}
+
+void console_progress_and_processor::draw_progress_line() {
+  const std::lock_guard output(output_lock_);
+  progress_view view;
+  {
+    const std::lock_guard guard(lock_);
+    if (!visible_ || !pending_.choices.empty()) return;
+    view = {percent_, paused_, false, status_text_, detail_text_};
+  }
+  if (!terminal().may_draw()) {
+    // Whoever has the terminal meanwhile has written over the line.
+    drawn_line_.clear();
+    return;
+  }
+  view.keys_are_read = terminal().interactive();
+  const int columns = terminal().columns();
+  std::wstring line = progress_line(view, columns);
   if (line == drawn_line_) return;
-  // Back to the first column, the line, and what is left of a longer one erased.
-  write(L"\r" + line + L"\x1b[K");
+  // Blanks for what is left of a longer line; not every console knows how to erase.
+  const std::size_t old_columns = std::min(text::display_columns(drawn_line_), widest_line(columns));
+  const std::size_t new_columns = text::display_columns(line);
+  write(text::format(L"\r{}{}", line, std::wstring(std::max(old_columns, new_columns) - new_columns, L' ')));
   drawn_line_ = std::move(line);
 }
 
 void console_progress_and_processor::clear_progress_line() {
   if (drawn_line_.empty()) return;
-  write(L"\r\x1b[K");
   drawn_line_.clear();
+  // The whole width: a terminal without key mode has shown what was typed behind the line.
+  if (terminal().may_draw()) write(text::format(L"\r{}\r", std::wstring(widest_line(terminal().columns()), L' ')));
 }
 
-wchar_t console_progress_and_processor::ask(std::wstring_view text, std::span<const prompt_choice> choices,
-                                            wchar_t safe_letter) {
+wchar_t console_progress_and_processor::ask(std::wstring_view text, const prompt& question) {
   bring_to_front();
+  {
+    const std::lock_guard output(output_lock_);
+    clear_progress_line();
+    write(text::format(L"{}\n", text));
+    if (!terminal().interactive()) return question.safe_letter;
+    const std::lock_guard guard(lock_);
+    if (loop_ended_) return question.safe_letter;
+    // Pending before the terminal is free for the next progress line.
+    answer_ = 0;
+    pending_ = question;
+  }
   std::unique_lock guard(lock_);
-  clear_progress_line();
-  write(text);
-  write(L"\n");
-  if (!terminal().interactive() || loop_ended_) return safe_letter;
-  write(choices_line(choices));
-  answer_ = 0;
-  pending_choices_ = choices;
-  safe_letter_ = safe_letter;
-  changed_.notify_all();
-  changed_.wait(guard, [this] { return answer_ != 0 || loop_ended_; });
-  pending_choices_ = {};
-  const wchar_t letter = answer_ != 0 ? answer_ : safe_letter;
-  write(text::format(L"  {}\n", letter));
-  return letter;
+  changed_.wait(guard, [this] { return answer_ != 0; });
+  return answer_;
 }
 
-void console_progress_and_processor::set_progress(int percent) {
-  const std::lock_guard guard(lock_);
-  percent_ = percent;
-}
+void console_progress_and_processor::set_progress(int percent) { percent_ = percent; }
 
 void console_progress_and_processor::bring_to_front() {
   const std::lock_guard guard(lock_);
@@ -153,23 +208,23 @@ bool console_progress_and_processor::is_paused() { return paused_; }
 bool console_progress_and_processor::report_error(const std::wstring& path, const std::wstring& message) {
   static constexpr std::array choices = {prompt_choice{L'o', L"OK"},
                                          prompt_choice{L'a', L"Do this for all current items"}};
-  return ask(error_text(path, message), choices, L'o') == L'a';
+  return ask(error_text(path, message), {choices, L'o'}) == L'a';
 }
 
 bool console_progress_and_processor::confirm_create_folder(const std::wstring& path) {
   static constexpr std::array choices = {prompt_choice{L'f', L"Create Folder"}, prompt_choice{L'c', L"Cancel"}};
-  return ask(create_folder_text(path), choices, L'c') == L'f';
+  return ask(create_folder_text(path), {choices, L'c'}) == L'f';
 }
 
 void console_progress_and_processor::report_unexpected_action() {
   static constexpr std::array choices = {prompt_choice{L'o', L"OK"}};
-  ask(unexpected_action_text, choices, L'o');
+  ask(unexpected_action_text, {choices, L'o'});
 }
 
 void console_progress_and_processor::report_autotag_components_missing() {
-  static constexpr std::array choices = {prompt_choice{L'o', L"OK"}};
+  static constexpr std::array choices = {prompt_choice{L'o', L"OK"}, prompt_choice{L'c', L"Cancel"}};
   cancelled_ = true;
-  ask(autotag_components_missing_text, choices, L'o');
+  if (ask(autotag_components_missing_text, {choices, L'c'}) == L'o') settings_app::launch(ai_settings_tab);
 }
 
 void console_progress_and_processor::raise_unsupported_autotag_type(const std::wstring& /*path*/,

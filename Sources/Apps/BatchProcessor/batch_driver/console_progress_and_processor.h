@@ -31,7 +31,7 @@ struct run_results {
 };
 
 /// The entry thread creates it, sets its job, calls create() and message_loop() and destroys it; the worker calls the
-/// callbacks. Only the entry thread reads keys and draws the progress line.
+/// callbacks. Only the entry thread reads keys, draws the progress line and offers the choices of a prompt.
 class console_progress_and_processor final : public batch_processor_callbacks {
  public:
   std::wstring job_path;
@@ -63,29 +63,46 @@ class console_progress_and_processor final : public batch_processor_callbacks {
   void set_detail_text(const std::wstring& text) override;
 
  private:
+  /// A question that the worker waits on; without choices there is none.
+  struct prompt {
+    std::span<const prompt_choice> choices;
+    wchar_t safe_letter = 0;  ///< what Enter says
+  };
+
   void worker_main();
   /// Shows the text and waits for one of the choices' letters; the safe one where nobody can be asked.
-  wchar_t ask(std::wstring_view text, std::span<const prompt_choice> choices, wchar_t safe_letter);
+  wchar_t ask(std::wstring_view text, const prompt& question);
+
+  // The entry thread's part.
+  void offer_choices();
   void handle_key(wchar_t key);
+  void give_answer(wchar_t letter);
   void draw_progress_line();
+  void end_loop();
+
+  /// With output_lock_ held.
   void clear_progress_line();
 
   std::atomic<bool> paused_ = false;
   std::atomic<bool> cancelled_ = false;
+  std::atomic<int> percent_ = 0;
 
-  std::mutex lock_;  ///< guards what follows, and the writing to the terminal
+  /// Held while the terminal is written to, which may take as long as a person likes. Taken ahead of lock_.
+  std::mutex output_lock_;
+  std::wstring drawn_line_;  ///< as it stands on the terminal; empty when none does
+
+  prompt offered_;  ///< the entry thread's: the prompt whose choices stand on the terminal
+
+  std::mutex lock_;  ///< guards what follows; never held while the terminal is written to
   std::condition_variable changed_;
   bool visible_ = false;
   bool worker_done_ = false;
   run_results results_;
   bool loop_ended_ = false;  ///< nobody reads keys any more
-  int percent_ = 0;
   std::wstring status_text_;
   std::wstring detail_text_;
-  std::span<const prompt_choice> pending_choices_;  ///< empty when no prompt waits
-  wchar_t safe_letter_ = 0;                         ///< of the prompt that waits: what Enter says
-  wchar_t answer_ = 0;                              ///< of the last prompt, 0 until given
-  std::wstring drawn_line_;                         ///< as it stands on the terminal; empty when none does
+  prompt pending_;
+  wchar_t answer_ = 0;  ///< of the last prompt, 0 until given
 
   std::thread worker_;
 };
