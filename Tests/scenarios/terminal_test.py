@@ -1,5 +1,7 @@
 """A person at a terminal: the progress line, pause, cancel, and questions with an answer of one letter."""
 import os
+import select
+import signal
 import subprocess
 import termios
 import time
@@ -10,6 +12,7 @@ from support.terminals import terminal_run
 
 MANY = 1_000_000  # items that keep the program busy for seconds
 CONTROL_C = "\x03"
+CHOICES = "  [o] OK  [a] Do this for all current items? "
 
 
 class terminal_scenario(scenario):
@@ -21,8 +24,10 @@ class terminal_scenario(scenario):
         self.job = self.write_job(action, "4", paths)
         return self.start_job()
 
-    def start_job(self, **options):
-        run = terminal_run(self.machine.command(self.job), self.machine.environment(TERM="xterm"), **options)
+    def start_job(self, command=(), **options):
+        """`command` is put in front of the program."""
+        run = terminal_run([*command, *self.machine.command(self.job)], self.machine.environment(TERM="xterm"),
+                           **options)
         self.addCleanup(run.close)
         return run
 
@@ -52,14 +57,29 @@ class progress_line(terminal_scenario):
     def test_leaves_an_empty_line(self):
         run = self.start("set_rating", [self.folder / "a.x"] * 200_000)
         self.assertEqual(run.wait(), 0)
-        self.assertTrue(run.shown.endswith("\r\x1b[K"), run.shown[-100:])
+        self.assertTrue(run.shown.endswith("\r" + " " * 99 + "\r"), run.shown[-200:])
+
+    def test_needs_no_keyboard(self):
+        self.job = self.write_job("set_rating", "4", [self.folder / "a.x"] * 200_000)
+        run = self.start_job(command=["sh", "-c", 'exec "$0" "$@" </dev/null'])
+        self.assertEqual(run.wait(), 0)
+        self.assertIn("%  Processing 200000 files", run.shown)
+        self.assertNotIn("p pauses", run.shown)
+
+    def test_says_what_the_keys_do(self):
+        run = self.start_long()
+        self.assertTrue(run.wait_for(f"Processing {MANY} files  p pauses, Ctrl-C cancels"), run.shown)
+
+    def test_knows_no_escape_sequences(self):
+        run = self.start("set_rating", [self.folder / "a.x"] * 200_000)
+        self.assertEqual(run.wait(), 0)
+        self.assertNotIn("\x1b", run.shown)
 
     def test_fits_a_narrow_terminal(self):
         self.job = self.write_job("set_rating", "4", [self.folder / "a.x"] * 200_000)
         run = self.start_job(columns=40)
         self.assertEqual(run.wait(), 0)
-        lines = [line.replace("\x1b[K", "") for line in run.shown.split("\r")]
-        self.assertEqual([line for line in lines if len(line) >= 40], [])
+        self.assertEqual([line for line in run.shown.split("\r") if len(line) >= 40], [])
 
     def test_nothing_is_shown_below_the_threshold(self):
         run = self.start("set_rating", [self.folder / "a.x"] * 19)
@@ -86,6 +106,13 @@ class pause_and_cancel(terminal_scenario):
         self.assertEqual(run.wait(), 0)
         self.assertFalse(self.job.exists())
         self.assertLess(len(logs.read(self.machine.logs)), MANY)
+
+    def test_control_c_says_what_is_waited_for(self):
+        run = self.start("set_rating", [self.folder / "a.x"] * MANY)
+        time.sleep(0.2)  # the job is being read, which nothing interrupts
+        run.type(CONTROL_C)
+        self.assertEqual(run.wait(), 0)
+        self.assertTrue(run.shown.endswith("Cancelling after this item; Ctrl-C again ends at once.\n"), run.shown)
 
     def test_control_c_cancels_a_paused_run(self):
         run = self.start_long()
@@ -117,7 +144,7 @@ class questions(terminal_scenario):
     def test_an_error_waits_for_an_answer(self):
         item = self.placeholder("a.jpg")
         run = self.start("set_rating", [item])
-        self.assertTrue(run.wait_for("Failed to download the file."), run.shown)
+        self.assertTrue(run.wait_for(CHOICES), run.shown)
         self.assertIsNone(run.wait(1), "ended without an answer")
         self.assertIn(texts.error_prompt(str(item), "Failed to download the file."), run.shown)
         run.type("o")
@@ -126,7 +153,7 @@ class questions(terminal_scenario):
     def test_an_answer_for_all_silences_the_same_message(self):
         items = [self.placeholder(f"{number}.jpg") for number in range(5)]
         run = self.start("set_rating", items)
-        self.assertTrue(run.wait_for("Failed to download the file."), run.shown)
+        self.assertTrue(run.wait_for(CHOICES), run.shown)
         run.type("a")
         self.assertEqual(run.wait(), 0)
         self.assertEqual(run.shown.count("Failed to download the file."), 1)
@@ -137,8 +164,8 @@ class questions(terminal_scenario):
     def test_an_answer_for_one_asks_again(self):
         items = [self.placeholder(f"{number}.jpg") for number in range(3)]
         run = self.start("set_rating", items)
-        for number in range(3):
-            self.assertTrue(run.wait_for(f"{number}.jpg"), run.shown)
+        for count in (1, 2, 3):
+            self.assertTrue(run.wait_for(CHOICES, times=count), run.shown)
             run.type("o")
         self.assertEqual(run.wait(), 0)
         self.assertEqual(run.shown.count("Failed to download the file."), 3)
@@ -146,9 +173,7 @@ class questions(terminal_scenario):
     def test_an_unexpected_action_waits_for_each_item(self):
         run = self.start("no_such_action", [self.folder / "a"] * 2)
         for count in (1, 2):
-            end = time.monotonic() + 20
-            while run.shown.count(texts.UNEXPECTED_ACTION_PROMPT) < count and time.monotonic() < end:
-                run.read(0.1)
+            self.assertTrue(run.wait_for(texts.UNEXPECTED_ACTION_PROMPT + "\n  [o] OK? ", times=count), run.shown)
             run.type("o")
         self.assertEqual(run.wait(), 0)
         self.assertEqual(run.shown.count(texts.UNEXPECTED_ACTION_PROMPT), 2)
@@ -156,12 +181,29 @@ class questions(terminal_scenario):
     def test_control_c_at_a_question_cancels_the_run(self):
         items = [self.placeholder(f"{number}.jpg") for number in range(3)]
         run = self.start("set_rating", items)
-        self.assertTrue(run.wait_for("0.jpg"), run.shown)
-        time.sleep(0.2)
+        self.assertTrue(run.wait_for(CHOICES), run.shown)
         run.type(CONTROL_C)
         self.assertEqual(run.wait(), 0)
         self.assertEqual(run.shown.count("Failed to download the file."), 1)
         self.assertFalse(self.job.exists())
+
+    def test_keys_typed_ahead_are_no_answer(self):
+        self.job = self.write_job("set_rating", "4", [self.placeholder("a.jpg")])
+        run = self.start_job(command=["sh", "-c", 'echo typing; sleep 1; exec "$0" "$@"'])
+        self.assertTrue(run.wait_for("typing"), run.shown)
+        run.type("oa\n")
+        self.assertTrue(run.wait_for(CHOICES), run.shown)
+        self.assertIsNone(run.wait(1), "answered by what was typed before")
+        run.type("o")
+        self.assertEqual(run.wait(), 0)
+
+    def test_a_name_does_not_drive_the_terminal(self):
+        run = self.start("set_rating", [self.placeholder("a\x1b[2J\nb.jpg")])
+        self.assertTrue(run.wait_for(CHOICES), run.shown)
+        run.type("o")
+        self.assertEqual(run.wait(), 0)
+        self.assertIn("/a\ufffd[2J\ufffdb.jpg\n", run.shown)
+        self.assertNotIn("\x1b", run.shown)
 
 
 class the_terminal_itself(terminal_scenario):
@@ -170,8 +212,17 @@ class the_terminal_itself(terminal_scenario):
         self.addCleanup(os.close, controller)
         self.addCleanup(os.close, device)
         before = termios.tcgetattr(device)
-        job = self.write_job("set_rating", "4", [self.folder / "a.x"] * 50)
-        ran = subprocess.run(self.machine.command(job), env=self.machine.environment(), stdin=device, stdout=device,
-                             stderr=device, timeout=60, start_new_session=True)
-        self.assertEqual(ran.returncode, 0)
+        job = self.write_job("set_rating", "4", [self.folder / "a.x"] * MANY)
+        ran = subprocess.Popen(self.machine.command(job), env=self.machine.environment(), stdin=device, stdout=device,
+                               stderr=device, start_new_session=True)
+        self.addCleanup(ran.kill)
+        shown = b""
+        while b"%" not in shown and select.select([controller], [], [], 60)[0]:
+            shown += os.read(controller, 65536)
+        end = time.monotonic() + 10
+        while termios.tcgetattr(device) == before and time.monotonic() < end:
+            time.sleep(0.01)
+        self.assertNotEqual(termios.tcgetattr(device), before, "no keys are read")
+        ran.send_signal(signal.SIGINT)
+        self.assertEqual(ran.wait(60), 0)
         self.assertEqual(termios.tcgetattr(device), before)

@@ -42,12 +42,12 @@ class terminal_run:
         self.shown += data.decode("utf-8", "replace").replace("\r\n", "\n")
         return bool(data)
 
-    def wait_for(self, text, seconds=30):
-        """True once the text was shown."""
+    def wait_for(self, text, seconds=30, times=1):
+        """True once the text was shown, so many times."""
         end = time.monotonic() + seconds
-        while text not in self.shown and time.monotonic() < end and self.read(0.1):
+        while self.shown.count(text) < times and time.monotonic() < end and self.read(0.1):
             pass
-        return text in self.shown
+        return self.shown.count(text) >= times
 
     def wait(self, seconds=60):
         """The exit code, negative for a signal; None when the program is still running after the time."""
