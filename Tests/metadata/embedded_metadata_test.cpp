@@ -101,11 +101,43 @@ TEST_F(embedded_metadata, a_failed_commit_goes_on_to_the_next_path) {
   EXPECT_EQ(machine.calls.count("set_metadata"), 2U);
 }
 
+TEST_F(embedded_metadata, the_frame_encoder_is_released_before_the_container_is_asked) {
+  image().frame_queries = {L"/xmp/xmp:Rating"};
+  machine.calls.refuse("commit_metadata", photo, hresult::imaging_too_much_metadata, 1);
+  image().container_queries = {L"/ifd/xmp/xmp:Rating"};
+  EXPECT_TRUE(write_embedded_rating(photo, 3));
+  EXPECT_THAT(machine.calls.named({"frame_encoder", "container_encoder", "release_encoder"}),
+              ElementsAre(R"(frame_encoder(C:\photo.jpg))", R"(release_encoder(C:\photo.jpg))",
+                          R"(container_encoder(C:\photo.jpg))", R"(release_encoder(C:\photo.jpg))"));
+}
+
+// --- no memory
+
+constexpr std::size_t large = 10'000;
+
 TEST_F(embedded_metadata, no_memory_for_the_keywords_is_false) {
   image().frame_queries = {L"/xmp/dc:subject"};
-  const tag_vector tags(1, std::wstring(100, L't'));
-  const support::allocation_fault fault(1);
+  const tag_vector tags(1, std::wstring(large, L't'));
+  const support::allocation_fault fault(1, large * sizeof(wchar_t));
   EXPECT_FALSE(write_embedded_keywords(photo, tags));
+  EXPECT_TRUE(fault.struck());
+  EXPECT_THAT(image().written, IsEmpty());
+}
+
+TEST_F(embedded_metadata, the_keywords_are_copied_behind_the_open_image) {
+  image().frame_queries = {L"/xmp/dc:subject"};
+  const tag_vector tags(1, std::wstring(large, L't'));
+  const support::allocation_fault fault(1, large * sizeof(wchar_t));
+  EXPECT_FALSE(write_embedded_keywords(photo, tags));
+  EXPECT_EQ(machine.calls.count("open_image"), 1U);
+  EXPECT_EQ(machine.calls.count("frame_encoder"), 0U);
+}
+
+TEST_F(embedded_metadata, no_memory_at_the_opening_is_false_for_a_rating_too) {
+  image().frame_queries = {L"/xmp/xmp:Rating"};
+  const support::allocation_fault fault(1);
+  EXPECT_FALSE(write_embedded_rating(photo, 3));
+  EXPECT_TRUE(fault.struck());
 }
 
 }  // namespace

@@ -9,21 +9,22 @@ namespace {
 
 // Plain values, so that the operators below can run before and after everything else.
 thread_local std::size_t turns_left = 0;  // 0: no fault ahead
+thread_local std::size_t smallest_counted = 0;
 thread_local bool has_struck = false;
 
-bool strikes() {
-  if (turns_left == 0 || --turns_left > 0) return false;
+bool strikes(std::size_t size) {
+  if (turns_left == 0 || size < smallest_counted || --turns_left > 0) return false;
   has_struck = true;
   return true;
 }
 
 void* allocate(std::size_t size) {
-  if (strikes()) return nullptr;
+  if (strikes(size)) return nullptr;
   return std::malloc(size == 0 ? 1 : size);
 }
 
 void* allocate_aligned(std::size_t size, std::align_val_t alignment) {
-  if (strikes()) return nullptr;
+  if (strikes(size)) return nullptr;
 #ifdef _WIN32
   return _aligned_malloc(size == 0 ? 1 : size, static_cast<std::size_t>(alignment));
 #else
@@ -47,8 +48,9 @@ void* or_throw(void* block) {
 
 }  // namespace
 
-allocation_fault::allocation_fault(std::size_t turn) {
+allocation_fault::allocation_fault(std::size_t turn, std::size_t smallest) {
   has_struck = false;
+  smallest_counted = smallest;
   turns_left = turn;
 }
 

@@ -6,10 +6,11 @@
 namespace support {
 
 /// While this lives, the `turn`-th allocation of this thread from now (1 for the next one) throws std::bad_alloc; the
-/// ones behind it succeed again. One at a time for each thread.
+/// ones behind it succeed again. Allocations of fewer than `smallest` bytes are neither counted nor refused. One at a
+/// time for each thread.
 class allocation_fault {
  public:
-  explicit allocation_fault(std::size_t turn);
+  explicit allocation_fault(std::size_t turn, std::size_t smallest = 0);
   ~allocation_fault();
   allocation_fault(const allocation_fault&) = delete;
   allocation_fault& operator=(const allocation_fault&) = delete;

@@ -34,6 +34,13 @@ TEST(allocation_fault, refuses_the_chosen_allocation_and_no_other) {
   EXPECT_NE(take(4), nullptr);
 }
 
+TEST(allocation_fault, passes_over_smaller_allocations) {
+  const support::allocation_fault fault(1, 100);
+  EXPECT_NE(take(99), nullptr);
+  EXPECT_FALSE(fault.struck());
+  EXPECT_THROW(static_cast<void>(::operator new(100)), std::bad_alloc);
+}
+
 TEST(allocation_fault, ends_with_its_scope) {
   { const support::allocation_fault fault(1); }
   EXPECT_NE(take(4), nullptr);

@@ -33,6 +33,9 @@ class simulated_encoder final : public metadata_encoder {
  public:
   simulated_encoder(std::shared_ptr<open_image> opened, const std::set<std::wstring>& queries)
       : opened_(std::move(opened)), queries_(queries) {}
+  ~simulated_encoder() override { const auto guard = opened_->calls.record("release_encoder", opened_->name()); }
+  simulated_encoder(const simulated_encoder&) = delete;
+  simulated_encoder& operator=(const simulated_encoder&) = delete;
 
   hresult set(const std::wstring& query, const platform::property_value& value) override {
     const auto guard = opened_->calls.record(

@@ -3,9 +3,9 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <new>
 #include <vector>
 
+#include "metadata/out_of_memory.h"
 #include "platform/machine.h"
 
 namespace quill_box::metadata {
@@ -28,10 +28,13 @@ constexpr query_paths keyword_paths = {
     {L"/ifd/xmp/dc:subject", L"/{ushort=700}/dc:subject", L"/xmp/dc:subject"},
 };
 
-using encoder_result = platform::hresult_result<std::unique_ptr<platform::metadata_encoder>>;
+using new_encoder =
+    platform::hresult_result<std::unique_ptr<platform::metadata_encoder>> (platform::image_decoder::*)();
 
-bool set_at_first_possible(encoder_result encoder, std::span<const wchar_t* const> paths,
+// Releases its encoder at the end: an image has one encoder at a time.
+bool set_at_first_possible(platform::image_decoder& decoder, new_encoder make, std::span<const wchar_t* const> paths,
                            const platform::property_value& value) {
+  const auto encoder = (decoder.*make)();
   if (!encoder) return false;
   for (const wchar_t* path : paths) {
     if (succeeded((*encoder)->set(path, value)) && succeeded((*encoder)->commit())) return true;
@@ -39,29 +42,29 @@ bool set_at_first_possible(encoder_result encoder, std::span<const wchar_t* cons
   return false;
 }
 
-bool write_embedded(const std::wstring& path, const query_paths& paths, const platform::property_value& value) {
+// `make_value` is called once the image is open.
+template <class Make>
+bool write_embedded(const std::wstring& path, const query_paths& paths, const Make& make_value) {
+  using platform::image_decoder;
+  if (path.empty()) return false;
   const auto decoder = platform::current().images.open(path);
   if (!decoder) return false;
-  return set_at_first_possible((*decoder)->frame_encoder(), paths.frame, value) ||
-         set_at_first_possible((*decoder)->container_encoder(), paths.container, value);
+  const platform::property_value value = make_value();
+  return set_at_first_possible(**decoder, &image_decoder::frame_encoder, paths.frame, value) ||
+         set_at_first_possible(**decoder, &image_decoder::container_encoder, paths.container, value);
 }
 
 }  // namespace
 
 bool write_embedded_rating(const std::wstring& path, int stars) {
-  if (path.empty()) return false;
-  return write_embedded(path, rating_paths, static_cast<std::uint32_t>(stars));
+  return false_without_memory(
+      [&] { return write_embedded(path, rating_paths, [stars] { return static_cast<std::uint32_t>(stars); }); });
 }
 
 bool write_embedded_keywords(const std::wstring& path, std::span<const std::wstring> tags) {
-  if (path.empty()) return false;
-  platform::property_value value;
-  try {
-    value = std::vector<std::wstring>(tags.begin(), tags.end());
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return write_embedded(path, keyword_paths, value);
+  return false_without_memory([&] {
+    return write_embedded(path, keyword_paths, [tags] { return std::vector<std::wstring>(tags.begin(), tags.end()); });
+  });
 }
 
 }  // namespace quill_box::metadata
