@@ -153,10 +153,10 @@ class faulty_storage final : public platform::property_set_storage {
   faulty_storage(fault_trigger& trigger, std::wstring path, std::unique_ptr<platform::property_set_storage> below)
       : trigger_(trigger), path_(std::move(path)), below_(std::move(below)) {}
 
-  hresult_result<std::unique_ptr<platform::property_store>> create_store(bool for_writing) override {
+  hresult_result<std::unique_ptr<platform::property_store>> create_store(platform::store_access access) override {
     const auto error = trigger_.strike<hresult>("create_store", path_);
     if (!succeeded(error)) return error;
-    auto created = below_->create_store(for_writing);
+    auto created = below_->create_store(access);
     if (!created) return created.error();
     return std::unique_ptr<platform::property_store>(
         std::make_unique<faulty_store>(trigger_, path_, *std::move(created)));

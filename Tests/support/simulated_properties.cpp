@@ -127,7 +127,8 @@ class simulated_storage final : public platform::property_set_storage {
   simulated_storage(const simulated_storage&) = delete;
   simulated_storage& operator=(const simulated_storage&) = delete;
 
-  hresult_result<std::unique_ptr<property_store>> create_store(bool for_writing) override {
+  hresult_result<std::unique_ptr<property_store>> create_store(platform::store_access access_wanted) override {
+    const bool for_writing = access_wanted == platform::store_access::read_write;
     const auto guard = calls_.record(
         "create_store", text::format("{}, {}", text::utf8_from_wide(path_), for_writing ? "write" : "read"));
     const auto refused = calls_.refusal<hresult>("create_store", path_);

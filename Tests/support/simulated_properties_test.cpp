@@ -15,6 +15,7 @@ using platform::keywords_key;
 using platform::property_value;
 using platform::rating_key;
 using platform::storage_access;
+using platform::store_access;
 using platform::win32_error;
 using testing::ElementsAre;
 
@@ -120,7 +121,7 @@ TEST_F(simulated_properties, a_handler_may_keep_the_file_to_itself_while_it_is_o
 
 TEST_F(simulated_properties, property_sets_are_kept_apart_from_the_handlers_values) {
   const auto storage = *properties.open_property_set_storage(folder, storage_access::read_write_exclusive);
-  const auto store = *storage->create_store(true);
+  const auto store = *storage->create_store(store_access::read_write);
   EXPECT_EQ(store->set(rating_key, 99u), hresult::ok);
   EXPECT_EQ(store->commit(), hresult::ok);
   EXPECT_EQ(machine.properties.property_set_value(folder, rating_key), property_value(99u));
@@ -131,7 +132,7 @@ TEST_F(simulated_properties, a_store_outlives_its_storage_and_keeps_its_claim) {
   std::unique_ptr<platform::property_store> store;
   {
     const auto storage = *properties.open_property_set_storage(photo, storage_access::read_write_exclusive);
-    store = *storage->create_store(true);
+    store = *storage->create_store(store_access::read_write);
   }
   EXPECT_EQ(store->set(rating_key, 1u), hresult::ok);
   EXPECT_EQ(storage_error(photo, storage_access::read_deny_write), hresult::storage_sharing_violation);
@@ -144,8 +145,8 @@ TEST_F(simulated_properties, storages_share_as_their_modes_say) {
   const auto reader = properties.open_property_set_storage(photo, storage_access::read_deny_write);
   EXPECT_EQ(storage_error(photo, storage_access::read_deny_write), hresult::ok);
   EXPECT_EQ(storage_error(photo, storage_access::read_write_exclusive), hresult::storage_sharing_violation);
-  EXPECT_EQ((*reader)->create_store(true).error(), hresult::storage_access_denied);
-  EXPECT_TRUE((*reader)->create_store(false));
+  EXPECT_EQ((*reader)->create_store(store_access::read_write).error(), hresult::storage_access_denied);
+  EXPECT_TRUE((*reader)->create_store(store_access::read));
 }
 
 TEST_F(simulated_properties, a_read_only_or_system_folder_refuses_to_be_opened_for_writing) {

@@ -21,6 +21,7 @@ using platform::property_store;
 using platform::property_value;
 using platform::rating_key;
 using platform::storage_access;
+using platform::store_access;
 using platform::host::open_property_sets;
 using list = std::vector<std::wstring>;
 
@@ -43,7 +44,8 @@ struct property_sets_test : testing::Test {
   static std::unique_ptr<property_store> open(const std::string& item, storage_access access) {
     auto storage = open_property_sets(wide(item), access);
     EXPECT_TRUE(storage);
-    auto store = (*storage)->create_store(access == storage_access::read_write_exclusive);
+    auto store = (*storage)->create_store(access == storage_access::read_write_exclusive ? store_access::read_write
+                                                                                         : store_access::read);
     EXPECT_TRUE(store);
     return *std::move(store);
   }
@@ -216,7 +218,7 @@ TEST_F(property_sets_test, a_value_of_another_type_can_not_be_set) {
 TEST_F(property_sets_test, exclusive_access_keeps_others_out_until_the_last_store_is_gone) {
   auto storage = open_property_sets(wide(path), storage_access::read_write_exclusive);
   ASSERT_TRUE(storage);
-  auto store = (*storage)->create_store(true);
+  auto store = (*storage)->create_store(store_access::read_write);
   *storage = nullptr;
   for (const storage_access access : {storage_access::read_write_exclusive, storage_access::read_deny_write}) {
     EXPECT_EQ(open_property_sets(wide(path), access).error(), hresult::storage_sharing_violation);
@@ -235,8 +237,9 @@ TEST_F(property_sets_test, readers_share_and_keep_writers_out) {
 TEST_F(property_sets_test, a_store_for_reading_can_not_set) {
   auto storage = open_property_sets(wide(path), storage_access::read_deny_write);
   ASSERT_TRUE(storage);
-  EXPECT_EQ((*storage)->create_store(true).error(), hresult::storage_access_denied);
-  EXPECT_EQ((*(*storage)->create_store(false))->set(rating_key, std::uint32_t{1}), hresult::storage_access_denied);
+  EXPECT_EQ((*storage)->create_store(store_access::read_write).error(), hresult::storage_access_denied);
+  EXPECT_EQ((*(*storage)->create_store(store_access::read))->set(rating_key, std::uint32_t{1}),
+            hresult::storage_access_denied);
 }
 
 TEST_F(property_sets_test, a_missing_file_or_folder_is_not_found) {

@@ -14,6 +14,7 @@ using platform::hresult;
 using platform::property_value;
 using platform::rating_key;
 using platform::storage_access;
+using platform::store_access;
 using platform::host::property_system_instance;
 
 hresult open_code(const std::wstring& path, handler_access access = handler_access::read_write) {
@@ -100,7 +101,7 @@ TEST(host_property_system, property_sets_hold_values_of_a_type_without_a_handler
                                                                               storage_access::read_write_exclusive);
     if (storage.error() == hresult::storage_invalid_function) GTEST_SKIP() << "no extended attributes here";
     ASSERT_EQ(storage.error(), hresult::ok);
-    const auto store = (*storage)->create_store(true);
+    const auto store = (*storage)->create_store(store_access::read_write);
     ASSERT_EQ(store.error(), hresult::ok);
     EXPECT_EQ((*store)->set(rating_key, four_stars), hresult::ok);
     EXPECT_EQ((*store)->commit(), hresult::ok);
@@ -108,7 +109,7 @@ TEST(host_property_system, property_sets_hold_values_of_a_type_without_a_handler
   const auto storage =
       property_system_instance().open_property_set_storage(folder.wide_file("a.txt"), storage_access::read_deny_write);
   ASSERT_EQ(storage.error(), hresult::ok);
-  const auto store = (*storage)->create_store(false);
+  const auto store = (*storage)->create_store(store_access::read);
   ASSERT_EQ(store.error(), hresult::ok);
   EXPECT_EQ(*(*store)->get(rating_key), four_stars);
 }

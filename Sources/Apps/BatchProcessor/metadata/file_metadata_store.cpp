@@ -169,11 +169,13 @@ hresult file_metadata_store::open_property_set_for_write(const std::wstring& pat
 }
 
 hresult file_metadata_store::open_property_set(const std::wstring& path, std::uint32_t attributes, open_mode mode) {
+  using platform::storage_access;
+  using platform::store_access;
   const bool for_writing = mode == open_mode::writing;
   const auto storage = platform::current().properties.open_property_set_storage(
-      path, for_writing ? platform::storage_access::read_write_exclusive : platform::storage_access::read_deny_write);
+      path, for_writing ? storage_access::read_write_exclusive : storage_access::read_deny_write);
   if (!storage) return storage.error();
-  auto store = (*storage)->create_store(for_writing);
+  auto store = (*storage)->create_store(for_writing ? store_access::read_write : store_access::read);
   if (!store) return store.error();
   adopt(*std::move(store), path, mode);
   is_folder_ = is_directory(attributes);

@@ -9,7 +9,7 @@ bool write_property_to_ntfs_set(const std::wstring& path, const platform::proper
   const auto storage =
       platform::current().properties.open_property_set_storage(path, platform::storage_access::read_write_exclusive);
   if (!storage) return false;
-  const auto store = (*storage)->create_store(true);
+  const auto store = (*storage)->create_store(platform::store_access::read_write);
   return store && succeeded((*store)->set(key, value)) && succeeded((*store)->commit());
 }
 

@@ -61,13 +61,18 @@ enum class storage_access : std::uint32_t {
   read_deny_write = 32,       ///< STGM_READ | STGM_SHARE_DENY_WRITE
 };
 
+enum class store_access : std::uint32_t {
+  read = 0,        ///< STGM_READ
+  read_write = 2,  ///< STGM_READWRITE
+};
+
 /// The property sets of one path (IPropertySetStorage).
 class property_set_storage {
  public:
   virtual ~property_set_storage() = default;
 
-  /// The store may outlive the storage. PSCreatePropertyStoreFromPropertySetStorage with the mode 2 (write) or 0.
-  virtual hresult_result<std::unique_ptr<property_store>> create_store(bool for_writing) = 0;
+  /// The store may outlive the storage. PSCreatePropertyStoreFromPropertySetStorage.
+  virtual hresult_result<std::unique_ptr<property_store>> create_store(store_access access) = 0;
 };
 
 class property_system {

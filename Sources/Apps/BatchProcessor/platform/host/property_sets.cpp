@@ -178,7 +178,8 @@ class attribute_storage final : public property_set_storage {
  public:
   explicit attribute_storage(std::shared_ptr<const open_item> item) : item_(std::move(item)) {}
 
-  hresult_result<std::unique_ptr<property_store>> create_store(bool for_writing) override {
+  hresult_result<std::unique_ptr<property_store>> create_store(store_access access) override {
+    const bool for_writing = access == store_access::read_write;
     if (for_writing && item_->access == storage_access::read_deny_write) return hresult::storage_access_denied;
     return std::unique_ptr<property_store>(std::make_unique<attribute_store>(item_, for_writing));
   }

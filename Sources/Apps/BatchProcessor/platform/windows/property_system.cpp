@@ -13,15 +13,17 @@ static_assert(static_cast<int>(handler_access::handler_properties_only) == GPS_H
 static_assert(static_cast<int>(handler_access::read_write) == GPS_READWRITE);
 static_assert(static_cast<DWORD>(storage_access::read_write_exclusive) == (STGM_READWRITE | STGM_SHARE_EXCLUSIVE));
 static_assert(static_cast<DWORD>(storage_access::read_deny_write) == (STGM_READ | STGM_SHARE_DENY_WRITE));
+static_assert(static_cast<DWORD>(store_access::read) == STGM_READ);
+static_assert(static_cast<DWORD>(store_access::read_write) == STGM_READWRITE);
 
 class wrapped_storage final : public property_set_storage {
  public:
   explicit wrapped_storage(com_reference<IPropertySetStorage> storage) : storage_(std::move(storage)) {}
 
-  hresult_result<std::unique_ptr<property_store>> create_store(bool for_writing) override {
+  hresult_result<std::unique_ptr<property_store>> create_store(store_access access) override {
     com_reference<IPropertyStore> store;
-    const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(
-        storage_.get(), for_writing ? STGM_READWRITE : STGM_READ, store.identifier(), store.put_untyped()));
+    const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(storage_.get(), static_cast<DWORD>(access),
+                                                                             store.identifier(), store.put_untyped()));
     if (!succeeded(made)) return made;
     return wrap(std::move(store));
   }
