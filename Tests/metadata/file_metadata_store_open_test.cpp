@@ -284,15 +284,24 @@ TEST_F(open_for_read, a_folder_is_read_by_its_property_set_and_keeps_its_attribu
               ElementsAre(R"(open_property_set_storage(C:\folder, read_deny_write))"));
 }
 
-TEST_F(open_for_read, when_both_routes_fail_the_second_failure_is_raised_in_upper_case_hexadecimal) {
-  machine.calls.refuse("open_property_set_storage", text_file, hresult::class_not_registered);
+TEST_F(open_for_read, when_both_routes_fail_the_last_error_is_raised_in_upper_case_hexadecimal) {
+  machine.calls.refuse("open_property_set_storage", text_file, win32_error::invalid_name);
   file_metadata_store store;
   EXPECT_EQ(raised_by([&] { static_cast<void>(store.open_for_read(text_file, read_speed::normal)); }),
-            "Failed to open metadata 0x80040154 Class not registered");
-  machine.calls.refuse("create_store", photo, hresult::imaging_unknown_format);
+            "Failed to open metadata 0x8007007B The filename, directory name, or volume label syntax is incorrect.");
+  machine.calls.refuse("create_store", photo, win32_error::access_denied);
   machine.calls.refuse("open_handler_store", photo, hresult::fail);
   EXPECT_EQ(raised_by([&] { static_cast<void>(store.open_for_read(photo, read_speed::fast)); }),
-            "Failed to open metadata 0x88982F07 Unknown HRESULT error.");
+            "Failed to open metadata 0x80070005 Access is denied.");
+}
+
+TEST_F(open_for_read, a_failure_that_leaves_no_last_error_is_raised_with_the_code_0) {
+  machine.calls.refuse("open_property_set_storage", text_file, hresult::storage_file_not_found);
+  machine.errors.set_text(win32_error::success, L"The operation completed successfully.\r\n");
+  file_metadata_store store;
+  EXPECT_EQ(raised_by([&] { static_cast<void>(store.open_for_read(text_file, read_speed::normal)); }),
+            "Failed to open metadata 0x00000000 The operation completed successfully.");
+  EXPECT_EQ(store.last_error(), hresult::storage_file_not_found);
 }
 
 TEST_F(open_for_read, attributes_that_fail_the_second_time_are_raised_as_an_hresult) {
@@ -305,19 +314,34 @@ TEST_F(open_for_read, attributes_that_fail_the_second_time_are_raised_as_an_hres
 
 TEST_F(open_for_read, a_file_that_vanished_meanwhile_is_false) {
   machine.calls.refuse("open_handler_store", photo, hresult::fail);
-  for (const hresult code : {hresult::storage_file_not_found, hresult::file_not_found, hresult::path_not_found}) {
+  for (const win32_error code : {win32_error::file_not_found, win32_error::path_not_found}) {
     machine.calls.refuse("open_property_set_storage", photo, code, 1);
     file_metadata_store store;
     EXPECT_FALSE(store.open_for_read(photo, read_speed::normal));
   }
 }
 
-TEST_F(open_for_read, a_path_that_storage_does_not_find_is_an_error) {
-  machine.calls.refuse("open_handler_store", photo, hresult::fail);
-  machine.calls.refuse("open_property_set_storage", photo, hresult::storage_path_not_found);
+TEST_F(open_for_read, a_last_error_that_is_an_hresult_already_is_taken_as_it_is) {
+  const auto last_error = [this](hresult code) {
+    machine.calls.before("open_handler_store", 1, [this, code] {
+      machine.calls.refuse("attributes", text_file, static_cast<win32_error>(code_of(code)), 1);
+    });
+  };
   file_metadata_store store;
-  EXPECT_EQ(raised_by([&] { static_cast<void>(store.open_for_read(photo, read_speed::normal)); }),
+  last_error(hresult::storage_file_not_found);
+  EXPECT_FALSE(store.open_for_read(text_file, read_speed::normal));
+  last_error(hresult::storage_path_not_found);
+  EXPECT_EQ(raised_by([&] { static_cast<void>(store.open_for_read(text_file, read_speed::normal)); }),
             "Failed to open metadata 0x80030003 Unknown HRESULT error.");
+}
+
+TEST_F(open_for_read, a_failed_fast_open_of_a_link_is_tried_once_more) {
+  machine.entry(photo).attributes |= attribute::reparse_point;
+  machine.calls.refuse("open_handler_store", photo, hresult::fail, 1);
+  file_metadata_store store;
+  EXPECT_TRUE(store.open_for_read(photo, read_speed::fast));
+  EXPECT_THAT(machine.calls.named({"open_handler_store"}),
+              ElementsAre(R"(open_handler_store(C:\photo.jpg, read))", R"(open_handler_store(C:\photo.jpg, read))"));
 }
 
 TEST_F(open_for_read, a_file_that_became_a_placeholder_meanwhile_is_false) {

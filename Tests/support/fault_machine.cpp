@@ -8,6 +8,7 @@ namespace support {
 
 using platform::hresult;
 using platform::hresult_result;
+using platform::storage_result;
 using platform::win32_error;
 using platform::win32_result;
 
@@ -153,9 +154,9 @@ class faulty_storage final : public platform::property_set_storage {
   faulty_storage(fault_trigger& trigger, std::wstring path, std::unique_ptr<platform::property_set_storage> below)
       : trigger_(trigger), path_(std::move(path)), below_(std::move(below)) {}
 
-  hresult_result<std::unique_ptr<platform::property_store>> create_store(platform::store_access access) override {
+  storage_result<std::unique_ptr<platform::property_store>> create_store(platform::store_access access) override {
     const auto error = trigger_.strike<hresult>("create_store", path_);
-    if (!succeeded(error)) return error;
+    if (!succeeded(error)) return platform::storage_failure{error, win32_error::success};
     auto created = below_->create_store(access);
     if (!created) return created.error();
     return std::unique_ptr<platform::property_store>(
@@ -181,10 +182,10 @@ class faulty_properties final : public platform::property_system {
     return std::unique_ptr<platform::property_store>(
         std::make_unique<faulty_store>(trigger_, path, *std::move(opened)));
   }
-  hresult_result<std::unique_ptr<platform::property_set_storage>> open_property_set_storage(
+  storage_result<std::unique_ptr<platform::property_set_storage>> open_property_set_storage(
       const std::wstring& path, platform::storage_access access) override {
     const auto error = trigger_.strike<hresult>("open_property_set_storage", path);
-    if (!succeeded(error)) return error;
+    if (!succeeded(error)) return platform::storage_failure{error, win32_error::success};
     auto opened = below_.open_property_set_storage(path, access);
     if (!opened) return opened.error();
     return std::unique_ptr<platform::property_set_storage>(

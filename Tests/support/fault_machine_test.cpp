@@ -110,7 +110,7 @@ TEST_F(fault_machine, wraps_stores_and_encoders) {
   const auto storage =
       *machine.properties.open_property_set_storage(photo, platform::storage_access::read_write_exclusive);
   failing("create_store");
-  EXPECT_EQ(storage->create_store(platform::store_access::read_write).error(), hresult::fail);
+  EXPECT_EQ(storage->create_store(platform::store_access::read_write).error().code, hresult::fail);
   const auto store = *storage->create_store(platform::store_access::read_write);
   failing("get");
   EXPECT_EQ(store->get(rating_key).error(), hresult::fail);

@@ -37,7 +37,8 @@ class simulated_calls {
 
   static constexpr int always = std::numeric_limits<int>::max();
 
-  /// Makes an operation on one path fail with a code, the next `times` times. An empty path stands for any.
+  /// Makes an operation on one path fail with a code, the next `times` times. An empty path stands for any. Of the
+  /// openings of property sets a Win32 code is the last error that they leave, an HRESULT leaves none.
   template <class Code>
   void refuse(std::string_view operation, std::wstring_view path, Code code, int times = always) {
     add_refusal(operation, path, static_cast<std::uint32_t>(code), times);

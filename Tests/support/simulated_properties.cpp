@@ -18,6 +18,8 @@ using platform::property_key;
 using platform::property_store;
 using platform::property_value;
 using platform::share;
+using platform::storage_failure;
+using platform::storage_result;
 using platform::win32_error;
 
 namespace {
@@ -28,7 +30,17 @@ constexpr disk_use exclusive = {access::read | access::write, share::none};
 constexpr disk_use deny_write = {access::read, share::read};
 
 // Structured storage has its own facility for the codes of files.
-hresult storage_error(win32_error error) { return static_cast<hresult>(0x80030000 | platform::code_of(error)); }
+storage_failure failure_from(win32_error error) {
+  return {static_cast<hresult>(0x80030000 | platform::code_of(error)), error};
+}
+
+// What a test asked for: a Win32 code leaves itself as the last error, an HRESULT leaves none.
+storage_failure storage_refusal(simulated_calls& calls, std::string_view operation, const std::wstring& path) {
+  const auto refused = calls.refusal<hresult>(operation, path);
+  if (!succeeded(refused)) return {refused, win32_error::success};
+  const auto error = static_cast<win32_error>(code_of(refused));
+  return succeeded(error) ? storage_failure() : failure_from(error);
+}
 
 bool is_empty(const property_value& value) {
   const auto* list = std::get_if<std::vector<std::wstring>>(&value);
@@ -127,13 +139,15 @@ class simulated_storage final : public platform::property_set_storage {
   simulated_storage(const simulated_storage&) = delete;
   simulated_storage& operator=(const simulated_storage&) = delete;
 
-  hresult_result<std::unique_ptr<property_store>> create_store(platform::store_access access_wanted) override {
+  storage_result<std::unique_ptr<property_store>> create_store(platform::store_access access_wanted) override {
     const bool for_writing = access_wanted == platform::store_access::read_write;
     const auto guard = calls_.record(
         "create_store", text::format("{}, {}", text::utf8_from_wide(path_), for_writing ? "write" : "read"));
-    const auto refused = calls_.refusal<hresult>("create_store", path_);
+    const auto refused = storage_refusal(calls_, "create_store", path_);
     if (!succeeded(refused)) return refused;
-    if (for_writing && !platform::has(claim_->access(), access::write)) return hresult::storage_access_denied;
+    if (for_writing && !platform::has(claim_->access(), access::write)) {
+      return failure_from(win32_error::access_denied);
+    }
     return std::unique_ptr<property_store>(std::make_unique<simulated_store>(
         calls_, disk_, claim_, &disk_entry::property_set_values, store_settings{path_, for_writing, {}, {}}));
   }
@@ -175,21 +189,21 @@ hresult_result<std::unique_ptr<property_store>> simulated_properties::open_handl
       calls_, disk_, *std::move(claim), &disk_entry::handler_values, std::move(settings)));
 }
 
-hresult_result<std::unique_ptr<platform::property_set_storage>> simulated_properties::open_property_set_storage(
+storage_result<std::unique_ptr<platform::property_set_storage>> simulated_properties::open_property_set_storage(
     const std::wstring& path, platform::storage_access access_wanted) {
   const auto guard = calls_.record("open_property_set_storage",
                                    text::format("{}, {}", text::utf8_from_wide(path), access_text(access_wanted)));
-  const auto refused = calls_.refusal<hresult>("open_property_set_storage", path);
+  const auto refused = storage_refusal(calls_, "open_property_set_storage", path);
   if (!succeeded(refused)) return refused;
   const auto entry = disk_.find(path);
-  if (!entry) return storage_error(entry.error());
-  if ((*entry)->drive->format != disk_format::ntfs) return hresult::storage_invalid_function;
+  if (!entry) return failure_from(entry.error());
+  if ((*entry)->drive->format != disk_format::ntfs) return failure_from(win32_error::invalid_function);
   const bool for_writing = access_wanted == platform::storage_access::read_write_exclusive;
   const std::uint32_t guarded =
       (*entry)->is_directory() ? attribute::read_only | attribute::system : attribute::read_only;
-  if (for_writing && (*entry)->has(guarded)) return hresult::storage_access_denied;
+  if (for_writing && (*entry)->has(guarded)) return failure_from(win32_error::access_denied);
   auto claim = disk_.claim(*entry, for_writing ? exclusive : deny_write);
-  if (!claim) return storage_error(claim.error());
+  if (!claim) return failure_from(claim.error());
   return std::unique_ptr<platform::property_set_storage>(
       std::make_unique<simulated_storage>(calls_, disk_, path, *std::move(claim)));
 }

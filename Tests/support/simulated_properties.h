@@ -37,7 +37,7 @@ class simulated_properties final : public platform::property_system {
 
   platform::hresult_result<std::unique_ptr<platform::property_store>> open_handler_store(
       const std::wstring& path, platform::handler_access access) override;
-  platform::hresult_result<std::unique_ptr<platform::property_set_storage>> open_property_set_storage(
+  platform::storage_result<std::unique_ptr<platform::property_set_storage>> open_property_set_storage(
       const std::wstring& path, platform::storage_access access) override;
 
   /// For tests: the handler of an extension (".jpg"), made when there is none yet.

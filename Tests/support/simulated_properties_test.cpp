@@ -39,7 +39,7 @@ class simulated_properties : public testing::Test {
     return properties.open_handler_store(path, access).error();
   }
   hresult storage_error(const std::wstring& path, storage_access access) {
-    return properties.open_property_set_storage(path, access).error();
+    return properties.open_property_set_storage(path, access).error().code;
   }
 };
 
@@ -145,7 +145,7 @@ TEST_F(simulated_properties, storages_share_as_their_modes_say) {
   const auto reader = properties.open_property_set_storage(photo, storage_access::read_deny_write);
   EXPECT_EQ(storage_error(photo, storage_access::read_deny_write), hresult::ok);
   EXPECT_EQ(storage_error(photo, storage_access::read_write_exclusive), hresult::storage_sharing_violation);
-  EXPECT_EQ((*reader)->create_store(store_access::read_write).error(), hresult::storage_access_denied);
+  EXPECT_EQ((*reader)->create_store(store_access::read_write).error().code, hresult::storage_access_denied);
   EXPECT_TRUE((*reader)->create_store(store_access::read));
 }
 
@@ -164,6 +164,24 @@ TEST_F(simulated_properties, a_disk_without_property_sets_has_none) {
   machine.write_file(LR"(D:\a.jpg)", "");
   EXPECT_EQ(storage_error(LR"(D:\a.jpg)", storage_access::read_write_exclusive), hresult::storage_invalid_function);
   EXPECT_EQ(storage_error(LR"(D:\b.jpg)", storage_access::read_deny_write), hresult::storage_file_not_found);
+}
+
+TEST_F(simulated_properties, a_failed_opening_of_property_sets_leaves_a_last_error) {
+  const auto missing =
+      properties.open_property_set_storage(LR"(C:\none\a.jpg)", storage_access::read_deny_write).error();
+  EXPECT_EQ(missing.code, hresult::storage_path_not_found);
+  EXPECT_EQ(missing.last_error, win32_error::path_not_found);
+}
+
+TEST_F(simulated_properties, a_refusal_by_an_hresult_leaves_no_last_error) {
+  machine.calls.refuse("open_property_set_storage", photo, hresult::fail, 1);
+  const auto by_hresult = properties.open_property_set_storage(photo, storage_access::read_deny_write).error();
+  EXPECT_EQ(by_hresult.code, hresult::fail);
+  EXPECT_EQ(by_hresult.last_error, win32_error::success);
+  machine.calls.refuse("open_property_set_storage", photo, win32_error::access_denied, 1);
+  const auto by_code = properties.open_property_set_storage(photo, storage_access::read_deny_write).error();
+  EXPECT_EQ(by_code.code, hresult::storage_access_denied);
+  EXPECT_EQ(by_code.last_error, win32_error::access_denied);
 }
 
 TEST_F(simulated_properties, only_a_handler_downloads_a_placeholder) {

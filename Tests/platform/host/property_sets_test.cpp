@@ -221,7 +221,7 @@ TEST_F(property_sets_test, exclusive_access_keeps_others_out_until_the_last_stor
   auto store = (*storage)->create_store(store_access::read_write);
   *storage = nullptr;
   for (const storage_access access : {storage_access::read_write_exclusive, storage_access::read_deny_write}) {
-    EXPECT_EQ(open_property_sets(wide(path), access).error(), hresult::storage_sharing_violation);
+    EXPECT_EQ(open_property_sets(wide(path), access).error().code, hresult::storage_sharing_violation);
   }
   *store = nullptr;
   EXPECT_TRUE(open_property_sets(wide(path), storage_access::read_write_exclusive));
@@ -230,30 +230,32 @@ TEST_F(property_sets_test, exclusive_access_keeps_others_out_until_the_last_stor
 TEST_F(property_sets_test, readers_share_and_keep_writers_out) {
   const auto first = reader();
   const auto second = reader();
-  EXPECT_EQ(open_property_sets(wide(path), storage_access::read_write_exclusive).error(),
+  EXPECT_EQ(open_property_sets(wide(path), storage_access::read_write_exclusive).error().code,
             hresult::storage_sharing_violation);
 }
 
 TEST_F(property_sets_test, a_store_for_reading_can_not_set) {
   auto storage = open_property_sets(wide(path), storage_access::read_deny_write);
   ASSERT_TRUE(storage);
-  EXPECT_EQ((*storage)->create_store(store_access::read_write).error(), hresult::storage_access_denied);
+  EXPECT_EQ((*storage)->create_store(store_access::read_write).error().code, hresult::storage_access_denied);
   EXPECT_EQ((*(*storage)->create_store(store_access::read))->set(rating_key, std::uint32_t{1}),
             hresult::storage_access_denied);
 }
 
 TEST_F(property_sets_test, a_missing_file_or_folder_is_not_found) {
-  EXPECT_EQ(open_property_sets(wide(folder.path("none")), storage_access::read_deny_write).error(),
-            hresult::storage_file_not_found);
-  EXPECT_EQ(open_property_sets(wide(folder.path("none/none")), storage_access::read_deny_write).error(),
-            hresult::storage_path_not_found);
+  const auto file = open_property_sets(wide(folder.path("none")), storage_access::read_deny_write).error();
+  EXPECT_EQ(file.code, hresult::storage_file_not_found);
+  EXPECT_EQ(file.last_error, platform::win32_error::file_not_found);
+  const auto parent = open_property_sets(wide(folder.path("none/none")), storage_access::read_deny_write).error();
+  EXPECT_EQ(parent.code, hresult::storage_path_not_found);
+  EXPECT_EQ(parent.last_error, platform::win32_error::path_not_found);
 }
 
 TEST_F(property_sets_test, read_only_files_and_folders_are_refused_for_writing_only) {
   for (const std::string& item : {path, folder.folder()}) {
     const mode_t mode = host_test::status_of(item).st_mode & 07777;
     ASSERT_EQ(::chmod(item.c_str(), mode & ~0222u), 0);
-    EXPECT_EQ(open_property_sets(wide(item), storage_access::read_write_exclusive).error(),
+    EXPECT_EQ(open_property_sets(wide(item), storage_access::read_write_exclusive).error().code,
               hresult::storage_access_denied);
     EXPECT_TRUE(open_property_sets(wide(item), storage_access::read_deny_write));
     ASSERT_EQ(::chmod(item.c_str(), mode), 0);
@@ -265,7 +267,7 @@ TEST_F(property_sets_test, someone_else_s_file_is_refused) {
   const pid_t child = host_test::start_child([this] {
     if (::geteuid() != 0 || ::seteuid(65534) != 0) return 0;
     const auto storage = open_property_sets(wide(path), storage_access::read_write_exclusive);
-    return storage.error() == hresult::storage_access_denied ? 0 : 1;
+    return storage.error().code == hresult::storage_access_denied ? 0 : 1;
   });
   EXPECT_EQ(host_test::wait_for(child), 0);
 }
@@ -276,8 +278,8 @@ TEST_F(property_sets_test, a_file_system_without_extended_attributes_fails_the_o
   }
   host_test::put(path, "text");
   const bool has_attributes = set_attribute(path, "user.probe", "1");
-  const hresult file = open_property_sets(wide(path), storage_access::read_write_exclusive).error();
-  const hresult whole = open_property_sets(wide(folder.folder()), storage_access::read_deny_write).error();
+  const hresult file = open_property_sets(wide(path), storage_access::read_write_exclusive).error().code;
+  const hresult whole = open_property_sets(wide(folder.folder()), storage_access::read_deny_write).error().code;
   ASSERT_EQ(::umount(folder.folder().c_str()), 0);
   ASSERT_FALSE(has_attributes);
   EXPECT_EQ(file, hresult::storage_invalid_function);

@@ -88,7 +88,8 @@ TEST(host_property_system, property_sets_of_what_is_not_there_are_not_found) {
   const media_folder folder;
   EXPECT_EQ(property_system_instance()
                 .open_property_set_storage(folder.wide_file("no.txt"), storage_access::read_deny_write)
-                .error(),
+                .error()
+                .code,
             hresult::storage_file_not_found);
 }
 
@@ -99,18 +100,18 @@ TEST(host_property_system, property_sets_hold_values_of_a_type_without_a_handler
   {
     const auto storage = property_system_instance().open_property_set_storage(folder.wide_file("a.txt"),
                                                                               storage_access::read_write_exclusive);
-    if (storage.error() == hresult::storage_invalid_function) GTEST_SKIP() << "no extended attributes here";
-    ASSERT_EQ(storage.error(), hresult::ok);
+    if (storage.error().code == hresult::storage_invalid_function) GTEST_SKIP() << "no extended attributes here";
+    ASSERT_EQ(storage.error().code, hresult::ok);
     const auto store = (*storage)->create_store(store_access::read_write);
-    ASSERT_EQ(store.error(), hresult::ok);
+    ASSERT_EQ(store.error().code, hresult::ok);
     EXPECT_EQ((*store)->set(rating_key, four_stars), hresult::ok);
     EXPECT_EQ((*store)->commit(), hresult::ok);
   }
   const auto storage =
       property_system_instance().open_property_set_storage(folder.wide_file("a.txt"), storage_access::read_deny_write);
-  ASSERT_EQ(storage.error(), hresult::ok);
+  ASSERT_EQ(storage.error().code, hresult::ok);
   const auto store = (*storage)->create_store(store_access::read);
-  ASSERT_EQ(store.error(), hresult::ok);
+  ASSERT_EQ(store.error().code, hresult::ok);
   EXPECT_EQ(*(*store)->get(rating_key), four_stars);
 }
 

@@ -26,6 +26,7 @@ namespace quill_box::metadata {
 using platform::hresult;
 using platform::property_key;
 using platform::property_value;
+using platform::storage_failure;
 namespace attribute = platform::attribute;
 
 namespace {
@@ -95,10 +96,10 @@ bool file_metadata_store::open_for_write(const std::wstring& path) {
   if (open_mode_ == open_mode::reading) close();
   is_folder_ = is_directory(*attributes);
   if (is_folder_) {
-    const hresult opened = open_property_set_for_write(path, *attributes);
-    if (succeeded(opened)) return true;
+    const storage_failure failure = open_property_set_for_write(path, *attributes);
+    if (succeeded(failure)) return true;
     logging::log(logging::level::warning, "Folder metadata: {} takes no rating and no tags: {}", path,
-                 text::hresult_message(opened));
+                 text::hresult_message(failure.code));
     return false;
   }
   auto store = platform::current().properties.open_handler_store(path, platform::handler_access::read_write);
@@ -133,42 +134,47 @@ bool file_metadata_store::open_for_read(const std::wstring& path, read_speed spe
     return true;
   }
   if (open_property_set_for_read(path)) return true;
-  if (blocked_by_placeholder_ || means_not_found(last_error_)) return false;
+  // A file that became a placeholder meanwhile has no failure to tell.
+  if (blocked_by_placeholder_) return false;
+  // Not the opening's own result: the system's last error decides and is shown, on purpose also where it is none.
+  const hresult code = hresult_from(last_failure_.last_error);
+  if (means_not_found(code)) return false;
   throw std::runtime_error(
-      text::format("Failed to open metadata 0x{:08X} {}", code_of(last_error_), text::hresult_message(last_error_)));
+      text::format("Failed to open metadata 0x{:08X} {}", code_of(code), text::hresult_message(code)));
 }
 
 bool file_metadata_store::open_property_set_for_read(const std::wstring& path) {
   close_if_on_another_path(path);
   if (property_store_) {
     blocked_by_placeholder_ = false;
-    last_error_ = hresult::ok;
+    last_failure_ = {};
     return true;
   }
   const auto attributes = attributes_for_read(path);
   if (!attributes) return false;
-  last_error_ = open_property_set(path, *attributes, open_mode::reading);
-  return succeeded(last_error_);
+  last_failure_ = open_property_set(path, *attributes, open_mode::reading);
+  return succeeded(last_failure_);
 }
 
 // None, with the reason kept, for a path that must not be opened.
 std::optional<std::uint32_t> file_metadata_store::attributes_for_read(const std::wstring& path) {
   const auto attributes = platform::current().files.attributes(path);
-  last_error_ = hresult_from(attributes.error());
+  last_failure_ = {hresult_from(attributes.error()), attributes.error()};
   blocked_by_placeholder_ = attributes && is_cloud_placeholder(*attributes);
   if (!attributes || blocked_by_placeholder_) return std::nullopt;
   return *attributes;
 }
 
-hresult file_metadata_store::open_property_set_for_write(const std::wstring& path, std::uint32_t attributes) {
-  if (open_mode_ == open_mode::writing) return hresult::ok;
+storage_failure file_metadata_store::open_property_set_for_write(const std::wstring& path, std::uint32_t attributes) {
+  if (open_mode_ == open_mode::writing) return {};
   if (is_directory(attributes)) unprotect_folder(path, attributes);
-  const hresult opened = open_property_set(path, attributes, open_mode::writing);
-  if (!succeeded(opened)) protect_folder_again(path);
-  return opened;
+  const storage_failure failure = open_property_set(path, attributes, open_mode::writing);
+  if (!succeeded(failure)) protect_folder_again(path);
+  return failure;
 }
 
-hresult file_metadata_store::open_property_set(const std::wstring& path, std::uint32_t attributes, open_mode mode) {
+storage_failure file_metadata_store::open_property_set(const std::wstring& path, std::uint32_t attributes,
+                                                       open_mode mode) {
   using platform::storage_access;
   using platform::store_access;
   const bool for_writing = mode == open_mode::writing;
@@ -179,7 +185,7 @@ hresult file_metadata_store::open_property_set(const std::wstring& path, std::ui
   if (!store) return store.error();
   adopt(*std::move(store), path, mode);
   is_folder_ = is_directory(attributes);
-  return hresult::ok;
+  return {};
 }
 
 void file_metadata_store::adopt(std::unique_ptr<platform::property_store> store, const std::wstring& path,

@@ -42,7 +42,7 @@ class file_metadata_store {
   [[nodiscard]] bool open_for_write(const std::wstring& path);
   /// False as open_for_write. Falls back to the property set of a file whose type has no handler.
   [[nodiscard]] bool open_for_read(const std::wstring& path, read_speed speed);
-  /// Never throws: last_error() and blocked_by_placeholder() tell why it is false.
+  /// Raises nothing: last_error() and blocked_by_placeholder() tell why it is false.
   [[nodiscard]] bool open_property_set_for_read(const std::wstring& path);
 
   /// Writes what is staged, and a folder's copy in desktop.ini.
@@ -66,15 +66,15 @@ class file_metadata_store {
 
   /// Of the last open for reading.
   [[nodiscard]] bool blocked_by_placeholder() const { return blocked_by_placeholder_; }
-  [[nodiscard]] platform::hresult last_error() const { return last_error_; }
+  [[nodiscard]] platform::hresult last_error() const { return last_failure_.code; }
 
  private:
   enum class open_mode : std::uint32_t { closed = 0, reading = 1, writing = 2 };
 
   void close_if_on_another_path(const std::wstring& path);
   [[nodiscard]] std::optional<std::uint32_t> attributes_for_read(const std::wstring& path);
-  platform::hresult open_property_set_for_write(const std::wstring& path, std::uint32_t attributes);
-  platform::hresult open_property_set(const std::wstring& path, std::uint32_t attributes, open_mode mode);
+  platform::storage_failure open_property_set_for_write(const std::wstring& path, std::uint32_t attributes);
+  platform::storage_failure open_property_set(const std::wstring& path, std::uint32_t attributes, open_mode mode);
   void adopt(std::unique_ptr<platform::property_store> store, const std::wstring& path, open_mode mode);
   void unprotect_folder(const std::wstring& path, std::uint32_t attributes);
   void protect_folder_again(const std::wstring& path);
@@ -90,7 +90,7 @@ class file_metadata_store {
   bool is_folder_ = false;
   std::uint32_t saved_folder_attributes_ = 0;  ///< to put back at close; 0 when nothing was changed
   bool blocked_by_placeholder_ = false;
-  platform::hresult last_error_ = platform::hresult::ok;
+  platform::storage_failure last_failure_;
 };
 
 }  // namespace quill_box::metadata

@@ -66,13 +66,24 @@ enum class store_access : std::uint32_t {
   read_write = 2,  ///< STGM_READWRITE
 };
 
+/// Why property sets can't be opened: the call's own result, and beside it the thread's last error as the call left it
+/// (GetLastError), which is success where it left none.
+struct storage_failure {
+  hresult code = hresult::ok;
+  win32_error last_error = win32_error::success;
+};
+[[nodiscard]] constexpr bool succeeded(const storage_failure& failure) { return succeeded(failure.code); }
+
+template <class T>
+using storage_result = result<T, storage_failure>;
+
 /// The property sets of one path (IPropertySetStorage).
 class property_set_storage {
  public:
   virtual ~property_set_storage() = default;
 
   /// The store may outlive the storage. PSCreatePropertyStoreFromPropertySetStorage.
-  virtual hresult_result<std::unique_ptr<property_store>> create_store(store_access access) = 0;
+  virtual storage_result<std::unique_ptr<property_store>> create_store(store_access access) = 0;
 };
 
 class property_system {
@@ -83,7 +94,7 @@ class property_system {
                                                                              handler_access access) = 0;
   /// Any file or folder on a file system that can hold property sets. Never follows into a download.
   /// StgOpenStorageEx with STGFMT_FILE.
-  virtual hresult_result<std::unique_ptr<property_set_storage>> open_property_set_storage(const std::wstring& path,
+  virtual storage_result<std::unique_ptr<property_set_storage>> open_property_set_storage(const std::wstring& path,
                                                                                           storage_access access) = 0;
 
  protected:

@@ -45,6 +45,8 @@ hresult hresult_from_errno(int error) {
   return storage_hresult_from(error_from_errno(error));
 }
 
+storage_failure failure_from(win32_error error) { return {storage_hresult_from(error), error}; }
+
 // 0 or an errno; `value` is none where there is no such attribute.
 int read_attribute(int item, const std::string& name, std::optional<std::string>& value) {
   value.reset();
@@ -178,9 +180,11 @@ class attribute_storage final : public property_set_storage {
  public:
   explicit attribute_storage(std::shared_ptr<const open_item> item) : item_(std::move(item)) {}
 
-  hresult_result<std::unique_ptr<property_store>> create_store(store_access access) override {
+  storage_result<std::unique_ptr<property_store>> create_store(store_access access) override {
     const bool for_writing = access == store_access::read_write;
-    if (for_writing && item_->access == storage_access::read_deny_write) return hresult::storage_access_denied;
+    if (for_writing && item_->access == storage_access::read_deny_write) {
+      return failure_from(win32_error::access_denied);
+    }
     return std::unique_ptr<property_store>(std::make_unique<attribute_store>(item_, for_writing));
   }
 
@@ -199,31 +203,31 @@ int check_writable(const open_item& item, const struct stat& status, const char*
 
 }  // namespace
 
-hresult_result<std::unique_ptr<property_set_storage>> open_property_sets(const std::wstring& path,
+storage_result<std::unique_ptr<property_set_storage>> open_property_sets(const std::wstring& path,
                                                                          storage_access access) {
   const path_bytes bytes(path);
-  if (!succeeded(bytes.error())) return storage_hresult_from(bytes.error());
+  if (!succeeded(bytes.error())) return failure_from(bytes.error());
   auto item = std::make_shared<open_item>();
   item->access = access;
   item->descriptor = unique_descriptor(::open(bytes.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!item->descriptor) return storage_hresult_from(error_from_errno(errno, bytes.c_str()));
+  if (!item->descriptor) return failure_from(error_from_errno(errno, bytes.c_str()));
   struct stat status {};
-  if (::fstat(item->descriptor.get(), &status) != 0) return hresult_from_errno(errno);
+  if (::fstat(item->descriptor.get(), &status) != 0) return failure_from(error_from_errno(errno));
   item->is_folder = S_ISDIR(status.st_mode);
   // Users' attributes exist on files and folders only.
-  if (!item->is_folder && !S_ISREG(status.st_mode)) return hresult::storage_invalid_function;
+  if (!item->is_folder && !S_ISREG(status.st_mode)) return failure_from(win32_error::invalid_function);
 
   const bool exclusive = access == storage_access::read_write_exclusive;
   // A file system without locks doesn't keep two processes apart; each attribute is whole all the same.
   if (::flock(item->descriptor.get(), (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-    return hresult::storage_sharing_violation;
+    return failure_from(win32_error::sharing_violation);
   }
   if (::fgetxattr(item->descriptor.get(), scratch_name, nullptr, 0) < 0 && errno != ENODATA) {
-    return hresult_from_errno(errno);
+    return failure_from(error_from_errno(errno));
   }
   if (exclusive) {
     if (const int failure = check_writable(*item, status, bytes.c_str()); failure != 0) {
-      return hresult_from_errno(failure);
+      return failure_from(error_from_errno(failure));
     }
   }
   return std::unique_ptr<property_set_storage>(std::make_unique<attribute_storage>(std::move(item)));

@@ -11,7 +11,7 @@ namespace platform::host {
 /// Opens the property sets of a path. Exclusive access is held by a lock until the storage and every store made from it
 /// are gone. storage_file_not_found, storage_access_denied, storage_sharing_violation while another one has them
 /// exclusively, storage_invalid_function where the file system has no extended attributes.
-[[nodiscard]] hresult_result<std::unique_ptr<property_set_storage>> open_property_sets(const std::wstring& path,
+[[nodiscard]] storage_result<std::unique_ptr<property_set_storage>> open_property_sets(const std::wstring& path,
                                                                                        storage_access access);
 
 /// A store of the property sets of a file that the caller has open, for reading and writing; the locks are the

@@ -40,7 +40,7 @@ class property_system final : public platform::property_system {
     return found->open(path, access);
   }
 
-  hresult_result<std::unique_ptr<property_set_storage>> open_property_set_storage(const std::wstring& path,
+  storage_result<std::unique_ptr<property_set_storage>> open_property_set_storage(const std::wstring& path,
                                                                                   storage_access access) override {
     return open_property_sets(path, access);
   }

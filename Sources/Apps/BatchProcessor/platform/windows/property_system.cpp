@@ -16,15 +16,19 @@ static_assert(static_cast<DWORD>(storage_access::read_deny_write) == (STGM_READ 
 static_assert(static_cast<DWORD>(store_access::read) == STGM_READ);
 static_assert(static_cast<DWORD>(store_access::read_write) == STGM_READWRITE);
 
+// Of the call just made, in front of which the last error was cleared.
+storage_failure failure_with_last_error(hresult code) { return {code, static_cast<win32_error>(GetLastError())}; }
+
 class wrapped_storage final : public property_set_storage {
  public:
   explicit wrapped_storage(com_reference<IPropertySetStorage> storage) : storage_(std::move(storage)) {}
 
-  hresult_result<std::unique_ptr<property_store>> create_store(store_access access) override {
+  storage_result<std::unique_ptr<property_store>> create_store(store_access access) override {
     com_reference<IPropertyStore> store;
+    SetLastError(ERROR_SUCCESS);
     const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(storage_.get(), static_cast<DWORD>(access),
                                                                              store.identifier(), store.put_untyped()));
-    if (!succeeded(made)) return made;
+    if (!succeeded(made)) return failure_with_last_error(made);
     return wrap(std::move(store));
   }
 
@@ -44,12 +48,14 @@ hresult_result<std::unique_ptr<property_store>> property_system::open_handler_st
   return wrap(std::move(store));
 }
 
-hresult_result<std::unique_ptr<property_set_storage>> property_system::open_property_set_storage(
+storage_result<std::unique_ptr<property_set_storage>> property_system::open_property_set_storage(
     const std::wstring& path, storage_access access) {
+  const std::wstring call_path = file_call_path(path);
   com_reference<IPropertySetStorage> storage;
-  const hresult opened = outcome(StgOpenStorageEx(file_call_path(path).c_str(), static_cast<DWORD>(access), STGFMT_FILE,
-                                                  0, nullptr, nullptr, storage.identifier(), storage.put_untyped()));
-  if (!succeeded(opened)) return opened;
+  SetLastError(ERROR_SUCCESS);
+  const hresult opened = outcome(StgOpenStorageEx(call_path.c_str(), static_cast<DWORD>(access), STGFMT_FILE, 0,
+                                                  nullptr, nullptr, storage.identifier(), storage.put_untyped()));
+  if (!succeeded(opened)) return failure_with_last_error(opened);
   return std::unique_ptr<property_set_storage>(std::make_unique<wrapped_storage>(std::move(storage)));
 }
 
