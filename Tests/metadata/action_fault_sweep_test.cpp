@@ -177,7 +177,8 @@ struct outcome {
   }
 
   [[nodiscard]] std::wstring ini_value(const std::wstring& section, const std::wstring& key) const {
-    return machine.profiles.read(folder_ini, section, key, 4096);
+    const auto value = machine.profiles.read(folder_ini, section, key, 4096);
+    return value ? *value : L"?";
   }
 };
 

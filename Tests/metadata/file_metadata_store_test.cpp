@@ -214,6 +214,13 @@ TEST_F(get_tags, of_a_folder_without_the_property_come_from_its_desktop_ini) {
   EXPECT_THAT(store.get_tags(), ElementsAre(L"a", L"b"));
 }
 
+TEST_F(get_tags, of_a_folder_whose_desktop_ini_can_not_be_read_are_raised) {
+  machine.write_file(folder_ini, "[QuillBox]\r\nTags=a\r\n");
+  machine.calls.refuse("read_profile", folder_ini, platform::win32_error::access_denied);
+  open(folder);
+  EXPECT_EQ(raised_by([&] { static_cast<void>(store.get_tags()); }), "Failed to get tags");
+}
+
 TEST_F(get_tags, an_empty_list_of_a_folder_counts_as_present) {
   machine.write_file(folder_ini, "[QuillBox]\r\nTags=a\r\n");
   open(folder);

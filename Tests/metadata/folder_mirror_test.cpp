@@ -27,7 +27,8 @@ constexpr std::uint32_t hidden_and_system = attribute::hidden | attribute::syste
 class folder_mirror : public metadata_test {
  protected:
   std::wstring value(const std::wstring& section, const std::wstring& key) {
-    return machine.profiles.read(folder_ini, section, key, 100'000);
+    const auto read = machine.profiles.read(folder_ini, section, key, 100'000);
+    return read ? *read : L"?";
   }
   std::wstring tags() { return value(L"QuillBox", L"Tags"); }
   std::wstring rating() { return value(L"QuillBox", L"Rating"); }
@@ -59,14 +60,20 @@ TEST_F(folder_mirror, the_path_of_the_ini_keeps_the_style_of_its_folder) {
 
 TEST_F(folder_mirror, own_tags_are_split_and_empty_ones_dropped) {
   machine.write_file(folder_ini, "[QuillBox]\r\nTags=;a; b;;c;\r\n");
-  EXPECT_THAT(read_own_folder_tags(folder), ElementsAre(L"a", L" b", L"c"));
+  EXPECT_THAT(*read_own_folder_tags(folder), ElementsAre(L"a", L" b", L"c"));
 }
 
-TEST_F(folder_mirror, without_an_ini_there_are_no_own_tags) { EXPECT_THAT(read_own_folder_tags(folder), IsEmpty()); }
+TEST_F(folder_mirror, without_an_ini_there_are_no_own_tags) { EXPECT_THAT(*read_own_folder_tags(folder), IsEmpty()); }
 
 TEST_F(folder_mirror, own_tags_beyond_the_buffer_are_read_truncated) {
   machine.write_file(folder_ini, "[QuillBox]\r\nTags=" + std::string(4090, 'a') + ";bcdefgh\r\n");
-  EXPECT_THAT(read_own_folder_tags(folder), ElementsAre(std::wstring(4090, L'a'), L"bcde"));
+  EXPECT_THAT(*read_own_folder_tags(folder), ElementsAre(std::wstring(4090, L'a'), L"bcde"));
+}
+
+TEST_F(folder_mirror, own_tags_that_can_not_be_read_are_a_failure) {
+  machine.write_file(folder_ini, "[QuillBox]\r\nTags=a\r\n");
+  machine.calls.refuse("read_profile", folder_ini, win32_error::sharing_violation, 1);
+  EXPECT_EQ(read_own_folder_tags(folder).error(), win32_error::sharing_violation);
 }
 
 // --- merged_keywords
@@ -212,6 +219,27 @@ TEST_F(folder_mirror, keywords_without_the_type_in_front_are_taken_as_they_are) 
   EXPECT_EQ(keywords(), L"31,x;31,y;a");
 }
 
+TEST_F(folder_mirror, keywords_of_others_beyond_the_buffer_are_cut_when_rewritten) {
+  const std::string others = "31," + std::string(4090, 'x') + ";lost";
+  machine.write_file(folder_ini, "[{F29F85E0-4FF9-1068-AB91-08002B27B3D9}]\r\nProp5=" + others + "\r\n");
+  tag_folder({L"a"});
+  EXPECT_EQ(keywords(), L"31," + std::wstring(4090, L'x') + L";l;a");
+}
+
+TEST_F(folder_mirror, tags_rating_and_keywords_are_written_in_this_order) {
+  change_folder([](file_metadata_store& store) {
+    store.set_tags(tag_vector{L"a", L"b"});
+    store.set_rating(4);
+  });
+  EXPECT_THAT(
+      machine.calls.named({"open", "write_profile", "delete_section", "set_attributes"}),
+      ElementsAre(R"(open(C:\folder\desktop.ini, write, share none, create_new))",
+                  R"(write_profile(C:\folder\desktop.ini, QuillBox, Tags, a;b))",
+                  R"(write_profile(C:\folder\desktop.ini, QuillBox, Rating, 4))",
+                  R"(write_profile(C:\folder\desktop.ini, {F29F85E0-4FF9-1068-AB91-08002B27B3D9}, Prop5, 31,a;b))",
+                  R"(set_attributes(C:\folder\desktop.ini, hidden|system))"));
+}
+
 TEST_F(folder_mirror, a_stored_rating_off_the_scale_is_mirrored_as_500) {
   rate_folder(7);
   EXPECT_EQ(set_value(folder, rating_key), property_value(500U));
@@ -270,6 +298,29 @@ TEST_F(folder_mirror, an_ini_that_takes_no_keys_is_logged_and_protected_again) {
   EXPECT_EQ(attributes_of(folder_ini), hidden_and_system);
   EXPECT_THAT(machine.log_lines(), ElementsAre(logged_denial, logged_denial));
   EXPECT_EQ(set_value(folder, rating_key), property_value(0U));
+}
+
+TEST_F(folder_mirror, keywords_that_can_not_be_read_are_not_replaced) {
+  // The first read is of the own tags, the second of all keywords.
+  for (const std::size_t failing_read : {1U, 2U}) {
+    machine.write_file(folder_ini, "[{F29F85E0-4FF9-1068-AB91-08002B27B3D9}]\r\nProp5=31,x\r\n");
+    machine.calls.before("read_profile", failing_read,
+                         [this] { machine.calls.refuse("read_profile", folder_ini, win32_error::access_denied, 1); });
+    tag_folder({L"a"});
+    EXPECT_EQ(keywords(), L"31,x");
+    EXPECT_EQ(tags(), L"a");
+    EXPECT_EQ(set_value(folder, keywords_key), property_value(tag_vector{L"a"}));
+  }
+  EXPECT_THAT(machine.log_lines(), ElementsAre(logged_denial, logged_denial));
+}
+
+TEST_F(folder_mirror, without_the_old_tags_the_keywords_are_not_deleted) {
+  machine.write_file(folder_ini,
+                     "[QuillBox]\r\nTags=a\r\n[{F29F85E0-4FF9-1068-AB91-08002B27B3D9}]\r\nProp5=31,x;a\r\n");
+  machine.calls.refuse("read_profile", folder_ini, win32_error::access_denied, 1);
+  change_folder([](file_metadata_store& store) { store.remove_all_tags(); });
+  EXPECT_EQ(keywords(), L"31,x;a");
+  EXPECT_THAT(machine.log_lines(), ElementsAre(logged_denial));
 }
 
 TEST_F(folder_mirror, an_ini_that_keeps_its_protection_is_logged) {

@@ -34,7 +34,9 @@ std::string utf16(std::wstring_view text) {
 class profile_strings : public test_support::contract_test {
  protected:
   std::wstring read(const std::wstring& section, const std::wstring& key, std::size_t capacity = 4096) {
-    return profiles_.read(path_, section, key, capacity);
+    const auto value = profiles_.read(path_, section, key, capacity);
+    EXPECT_EQ(code_of(value.error()), 0U);
+    return value ? *value : L"?";
   }
   void write(const std::wstring& section, const std::wstring& key, const std::wstring& value) {
     EXPECT_EQ(code_of(profiles_.write(path_, section, key, value)), 0U);
@@ -57,6 +59,24 @@ TEST_P(profile_strings, what_is_missing_reads_as_an_empty_text) {
   put_file(path_, "[section]\r\nkey=value\r\n");
   EXPECT_EQ(read(L"section", L"other"), L"");
   EXPECT_EQ(read(L"other", L"key"), L"");
+}
+
+TEST_P(profile_strings, a_missing_folder_reads_as_an_empty_text) {
+  path_ = scratch_ / L"no folder/desktop.ini";
+  EXPECT_EQ(read(L"section", L"key"), L"");
+}
+
+TEST_P(profile_strings, a_folder_in_the_place_of_the_file_fails_the_read) {
+  ASSERT_EQ(code_of(test_support::machine_under_test().files.create_directory(path_)), 0U);
+  EXPECT_EQ(profiles_.read(path_, L"section", L"key", 100).error(), win32_error::access_denied);
+}
+
+TEST_P(profile_strings, a_file_that_another_program_keeps_to_itself_fails_the_read) {
+  REQUIRE_CAPABILITY(sharing_violations);
+  put_file(path_, "[section]\r\nkey=value\r\n");
+  const auto other = test_support::machine_under_test().files.open(path_, {platform::access::read});
+  ASSERT_TRUE(other);
+  EXPECT_EQ(profiles_.read(path_, L"section", L"key", 100).error(), win32_error::sharing_violation);
 }
 
 TEST_P(profile_strings, a_key_is_read_from_its_own_section) {

@@ -106,9 +106,10 @@ class faulty_profiles final : public platform::profile_strings {
  public:
   faulty_profiles(fault_trigger& trigger, platform::profile_strings& below) : trigger_(trigger), below_(below) {}
 
-  std::wstring read(const std::wstring& file, const std::wstring& section, const std::wstring& key,
-                    std::size_t capacity) override {
-    return below_.read(file, section, key, capacity);
+  win32_result<std::wstring> read(const std::wstring& file, const std::wstring& section, const std::wstring& key,
+                                  std::size_t capacity) override {
+    const auto error = trigger_.strike<win32_error>("read_profile", file);
+    return succeeded(error) ? below_.read(file, section, key, capacity) : error;
   }
   win32_error write(const std::wstring& file, const std::wstring& section, const std::wstring& key,
                     const std::optional<std::wstring>& value) override {

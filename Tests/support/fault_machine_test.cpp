@@ -44,7 +44,7 @@ TEST_F(fault_machine, forwards_everything_until_a_fault_is_armed) {
   EXPECT_EQ(attributes_error(), win32_error::success);
   EXPECT_EQ(machine.processes.process_id(), below.processes.process_id());
   EXPECT_EQ(machine.profiles.write(LR"(C:\x.ini)", L"s", L"k", L"v"), win32_error::success);
-  EXPECT_EQ(machine.profiles.read(LR"(C:\x.ini)", L"s", L"k", 9), L"v");
+  EXPECT_EQ(*machine.profiles.read(LR"(C:\x.ini)", L"s", L"k", 9), L"v");
   EXPECT_EQ(faults.counted(), 0);
 }
 

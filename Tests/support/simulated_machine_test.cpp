@@ -161,6 +161,12 @@ class simulated_profiles : public testing::Test {
   support::scoped_machine machine;
   platform::profile_strings& profiles = machine.profiles;
 
+  std::wstring value(const std::wstring& section, const std::wstring& key, std::size_t capacity) {
+    const auto read = profiles.read(ini, section, key, capacity);
+    EXPECT_EQ(read.error(), win32_error::success);
+    return read ? *read : L"?";
+  }
+
   static std::string utf16(std::string_view ascii) {
     std::string bytes = "\xff\xfe";
     for (const char c : ascii)
@@ -170,16 +176,23 @@ class simulated_profiles : public testing::Test {
 };
 
 TEST_F(simulated_profiles, what_is_missing_reads_as_nothing) {
-  EXPECT_EQ(profiles.read(ini, L"s", L"k", 100), L"");
+  EXPECT_EQ(value(L"s", L"k", 100), L"");
   machine.write_file(ini, "[s]\r\nother=1\r\n");
-  EXPECT_EQ(profiles.read(ini, L"s", L"k", 100), L"");
-  EXPECT_EQ(profiles.read(ini, L"t", L"other", 100), L"");
+  EXPECT_EQ(value(L"s", L"k", 100), L"");
+  EXPECT_EQ(value(L"t", L"other", 100), L"");
+}
+
+TEST_F(simulated_profiles, a_read_that_a_test_refuses_fails) {
+  machine.write_file(ini, "[s]\r\nk=1\r\n");
+  machine.calls.refuse("read_profile", ini, win32_error::read_fault, 1);
+  EXPECT_EQ(profiles.read(ini, L"s", L"k", 100).error(), win32_error::read_fault);
+  EXPECT_EQ(value(L"s", L"k", 100), L"1");
 }
 
 TEST_F(simulated_profiles, names_are_read_without_case_and_values_without_quotes_up_to_the_buffer) {
   machine.write_file(ini, "[Section]\r\n Key = \"a b\" \r\nlong=12345");
-  EXPECT_EQ(profiles.read(ini, L"section", L"KEY", 100), L"a b");
-  EXPECT_EQ(profiles.read(ini, L"section", L"long", 4), L"123");
+  EXPECT_EQ(value(L"section", L"KEY", 100), L"a b");
+  EXPECT_EQ(value(L"section", L"long", 4), L"123");
 }
 
 TEST_F(simulated_profiles, writing_keeps_every_other_line) {
@@ -196,8 +209,8 @@ TEST_F(simulated_profiles, a_file_with_the_mark_stays_utf16) {
   EXPECT_EQ(profiles.write(ini, L"s", L"k", L"v"), win32_error::success);
   EXPECT_EQ(machine.read_file(ini), utf16("\r\n[s]\r\nk=v\r\n"));
   EXPECT_EQ(profiles.write(ini, L"s", L"smile", L"\U0001f600"), win32_error::success);
-  EXPECT_EQ(profiles.read(ini, L"s", L"smile", 3), L"\U0001f600");
-  EXPECT_EQ(profiles.read(ini, L"s", L"smile", 2), L"") << "half a character is none";
+  EXPECT_EQ(value(L"s", L"smile", 3), L"\U0001f600");
+  EXPECT_EQ(value(L"s", L"smile", 2), L"") << "half a character is none";
 }
 
 TEST_F(simulated_profiles, a_section_goes_with_its_keys) {
@@ -216,7 +229,7 @@ TEST_F(simulated_profiles, a_file_that_cannot_be_written_stays_as_it_is) {
   {
     const auto locked = machine.files.open(ini, {platform::access::read, platform::share::none});
     EXPECT_EQ(profiles.write(ini, L"a", L"k", L"2"), win32_error::sharing_violation);
-    EXPECT_EQ(profiles.read(ini, L"a", L"k", 100), L"");
+    EXPECT_EQ(profiles.read(ini, L"a", L"k", 100).error(), win32_error::sharing_violation);
   }
   EXPECT_EQ(machine.read_file(ini), "[a]\r\nk=1\r\n");
   EXPECT_EQ(profiles.write(LR"(C:\x\desktop.ini)", L"a", L"k", L"2"), win32_error::path_not_found);

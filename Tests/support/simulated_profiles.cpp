@@ -12,6 +12,7 @@ namespace support {
 using platform::access;
 using platform::share;
 using platform::win32_error;
+using platform::win32_result;
 
 namespace {
 
@@ -181,7 +182,7 @@ win32_error store(simulated_disk& disk, const std::wstring& file, const std::str
 }
 
 // The content to change, empty for a file that isn't there.
-platform::win32_result<std::string> content_to_change(const simulated_disk& disk, const std::wstring& file) {
+win32_result<std::string> content_to_change(const simulated_disk& disk, const std::wstring& file) {
   const auto entry = disk.find(file);
   if (!entry) {
     if (entry.error() == win32_error::file_not_found) return std::string();
@@ -199,18 +200,24 @@ std::string place_text(const std::wstring& file, const std::wstring& section) {
 
 }  // namespace
 
-std::wstring simulated_profiles::read(const std::wstring& file, const std::wstring& section, const std::wstring& key,
-                                      std::size_t capacity) {
+win32_result<std::wstring> simulated_profiles::read(const std::wstring& file, const std::wstring& section,
+                                                    const std::wstring& key, std::size_t capacity) {
   const auto guard = calls_.record(
       "read_profile", text::format("{}, {}, {}", place_text(file, section), text::utf8_from_wide(key), capacity));
+  const auto refused = calls_.refusal<win32_error>("read_profile", file);
+  if (!succeeded(refused)) return refused;
   const auto entry = disk_.find(file);
-  if (!entry || (*entry)->is_directory() || capacity == 0) return {};
-  if (!disk_.claim(*entry, {access::read, share::read | share::write})) return {};
+  if (entry.error() == win32_error::file_not_found || entry.error() == win32_error::path_not_found || capacity == 0) {
+    return std::wstring();
+  }
+  if (!entry) return entry.error();
+  if ((*entry)->is_directory()) return win32_error::access_denied;
+  if (const auto claim = disk_.claim(*entry, {access::read, share::read | share::write}); !claim) return claim.error();
   const ini_text ini = parse((*entry)->content);
   const line_range lines = find_section(ini, section);
-  if (!lines.found()) return {};
+  if (!lines.found()) return std::wstring();
   const std::size_t line = find_key(ini, lines, key);
-  if (line == lines.end) return {};
+  if (line == lines.end) return std::wstring();
   return std::wstring(text::utf16_prefix(value_of(ini.lines[line]), capacity - 1));
 }
 

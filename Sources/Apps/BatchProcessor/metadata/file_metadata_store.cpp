@@ -31,6 +31,8 @@ namespace attribute = platform::attribute;
 
 namespace {
 
+constexpr const char* failed_to_get_tags = "Failed to get tags";
+
 constexpr int set_attempts = 3;
 constexpr int counted_commit_failures = 3;
 constexpr std::chrono::milliseconds wait_between_attempts(50);
@@ -303,7 +305,10 @@ int file_metadata_store::get_rating(bool& has_value) const {
 std::vector<std::wstring> file_metadata_store::get_tags() const {
   if (!property_store_) return {};
   if (auto tags = read_keywords()) return *std::move(tags);
-  return is_folder_ ? read_own_folder_tags(path_) : std::vector<std::wstring>();
+  if (!is_folder_) return {};
+  auto tags = read_own_folder_tags(path_);
+  if (!tags) throw std::runtime_error(failed_to_get_tags);
+  return *std::move(tags);
 }
 
 // None where there is no list. A read that fails must not pass for an empty list: what is stored next would drop the
@@ -311,7 +316,7 @@ std::vector<std::wstring> file_metadata_store::get_tags() const {
 std::optional<std::vector<std::wstring>> file_metadata_store::read_keywords() const {
   auto value = property_store_->get(platform::keywords_key);
   if (!value && means_no_such_property(value.error())) return std::nullopt;
-  if (!value) throw std::runtime_error("Failed to get tags");
+  if (!value) throw std::runtime_error(failed_to_get_tags);
   auto* list = std::get_if<std::vector<std::wstring>>(&*value);
   if (list == nullptr) return std::nullopt;
   return std::move(*list);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "logging/log.h"
 #include "platform/machine.h"
@@ -17,6 +18,7 @@
 namespace quill_box::metadata {
 
 using platform::win32_error;
+using platform::win32_result;
 namespace attribute = platform::attribute;
 
 namespace {
@@ -27,8 +29,12 @@ constexpr const wchar_t* rating_key = L"Rating";
 constexpr const wchar_t* property_section = L"{F29F85E0-4FF9-1068-AB91-08002B27B3D9}";
 constexpr const wchar_t* keywords_key = L"Prop5";
 constexpr std::wstring_view string_type_prefix = L"31,";
+// What of a value stands beyond it isn't read. Of Prop5 that is lost when it is written again, other programs' keywords
+// too: kept on purpose.
 constexpr std::size_t profile_buffer = 4096;
 constexpr std::uint32_t protective_attributes = attribute::read_only | attribute::hidden | attribute::system;
+
+using tag_vector = std::vector<std::wstring>;
 
 bool contains(std::span<const std::wstring> list, const std::wstring& tag) {
   return std::any_of(list.begin(), list.end(),
@@ -74,14 +80,19 @@ class desktop_ini {
 
   void delete_own_section() { note(platform::current().profiles.delete_section(path_, own_section)); }
 
-  [[nodiscard]] std::vector<std::wstring> read_keywords() const {
-    const std::wstring text = platform::current().profiles.read(path_, property_section, keywords_key, profile_buffer);
-    std::wstring_view list = text;
+  [[nodiscard]] win32_result<tag_vector> read_keywords() const {
+    const auto text = platform::current().profiles.read(path_, property_section, keywords_key, profile_buffer);
+    if (!text) return text.error();
+    std::wstring_view list = *text;
     if (list.starts_with(string_type_prefix)) list.remove_prefix(string_type_prefix.size());
     return text::split_tag_list(list);
   }
 
   // Every step runs whatever became of the one before; the first failure is told.
+  void note(win32_error error) {
+    if (succeeded(failure_)) failure_ = error;
+  }
+
   void log_failure() const {
     if (succeeded(failure_)) return;
     logging::log(logging::level::warning, "Folder metadata: {} could not be brought up to date: {}", path_,
@@ -106,10 +117,6 @@ class desktop_ini {
     if (written && *written != start.size()) note(win32_error::disk_full);
   }
 
-  void note(win32_error error) {
-    if (succeeded(failure_)) failure_ = error;
-  }
-
   std::wstring path_;
   std::optional<std::uint32_t> old_attributes_;
   bool missing_ = false;
@@ -126,7 +133,10 @@ void write_keywords(desktop_ini& ini, std::span<const std::wstring> old_tags, st
   if (old_tags.empty() && new_tags.empty()) return;
   // Other programs' keywords go with the last own tag.
   if (new_tags.empty()) return ini.write(property_section, keywords_key, std::nullopt);
-  const std::vector<std::wstring> keywords = merged_keywords(ini.read_keywords(), old_tags, new_tags);
+  auto old_keywords = ini.read_keywords();
+  // There may be keywords of other programs among them.
+  if (!old_keywords) return ini.note(old_keywords.error());
+  const tag_vector keywords = merged_keywords(*std::move(old_keywords), old_tags, new_tags);
   ini.write(property_section, keywords_key, std::wstring(string_type_prefix) + text::join_tag_list(keywords));
 }
 
@@ -134,13 +144,14 @@ void write_keywords(desktop_ini& ini, std::span<const std::wstring> old_tags, st
 
 std::wstring desktop_ini_path(const std::wstring& folder) { return paths::join(folder, L"desktop.ini"); }
 
-std::vector<std::wstring> read_own_folder_tags(const std::wstring& folder) {
-  return text::split_tag_list(
-      platform::current().profiles.read(desktop_ini_path(folder), own_section, tags_key, profile_buffer));
+win32_result<tag_vector> read_own_folder_tags(const std::wstring& folder) {
+  const auto list = platform::current().profiles.read(desktop_ini_path(folder), own_section, tags_key, profile_buffer);
+  if (!list) return list.error();
+  return text::split_tag_list(*list);
 }
 
-std::vector<std::wstring> merged_keywords(std::vector<std::wstring> keywords, std::span<const std::wstring> old_tags,
-                                          std::span<const std::wstring> new_tags) {
+tag_vector merged_keywords(tag_vector keywords, std::span<const std::wstring> old_tags,
+                           std::span<const std::wstring> new_tags) {
   std::erase_if(keywords, [&](const std::wstring& keyword) { return contains(old_tags, keyword); });
   for (const std::wstring& tag : new_tags) {
     if (!contains(keywords, tag)) keywords.push_back(tag);
@@ -149,12 +160,14 @@ std::vector<std::wstring> merged_keywords(std::vector<std::wstring> keywords, st
 }
 
 void mirror_folder_metadata(const std::wstring& folder, std::span<const std::wstring> tags, int stars) {
-  const std::vector<std::wstring> old_tags = read_own_folder_tags(folder);
+  const win32_result<tag_vector> old_tags = read_own_folder_tags(folder);
   desktop_ini ini(folder);
+  if (!old_tags) ini.note(old_tags.error());
   if (!ini.missing() || !tags.empty() || stars != 0) {
     ini.make_writable();
     write_own_section(ini, tags, stars);
-    write_keywords(ini, old_tags, tags);
+    // Without the old tags ours can't be told from those of other programs.
+    if (old_tags) write_keywords(ini, *old_tags, tags);
     ini.protect_again();
   }
   ini.log_failure();

@@ -11,16 +11,19 @@
 #include <string>
 #include <vector>
 
+#include "platform/result.h"
+
 namespace quill_box::metadata {
 
 [[nodiscard]] std::wstring desktop_ini_path(const std::wstring& folder);
 
 /// What this program wrote as the folder's tags; cut to the profile functions' buffer of 4096 characters.
-[[nodiscard]] std::vector<std::wstring> read_own_folder_tags(const std::wstring& folder);
+[[nodiscard]] platform::win32_result<std::vector<std::wstring>> read_own_folder_tags(const std::wstring& folder);
 
 /// Brings the folder's desktop.ini up to date. Keywords of other programs stay, unless the last own tag goes: then
 /// Prop5 goes whole. A new desktop.ini becomes hidden and system, an existing one keeps its attributes.
-/// The property set holds the values already, so a failure here raises nothing: it is logged.
+/// The property set holds the values already, so a failure here raises nothing: it is logged. Keywords that can't be
+/// read are not replaced.
 void mirror_folder_metadata(const std::wstring& folder, std::span<const std::wstring> tags, int stars);
 
 /// Prop5 without the entries of `old_tags` and with those of `new_tags` that it lacks, all compared without case.

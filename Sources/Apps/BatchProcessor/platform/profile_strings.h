@@ -11,10 +11,10 @@ namespace platform {
 
 class profile_strings {
  public:
-  /// The value of a key, without quotes around it, cut to `capacity` - 1 UTF-16 units; empty when the file, the
-  /// section or the key is missing. GetPrivateProfileStringW.
-  virtual std::wstring read(const std::wstring& file, const std::wstring& section, const std::wstring& key,
-                            std::size_t capacity) = 0;
+  /// The value of a key, without quotes around it, cut to `capacity` - 1 UTF-16 units; empty when the file, its
+  /// folder, the section or the key is missing. A file that can't be read fails. GetPrivateProfileStringW.
+  virtual win32_result<std::wstring> read(const std::wstring& file, const std::wstring& section,
+                                          const std::wstring& key, std::size_t capacity) = 0;
   /// Sets a key, or deletes it when there is no value. A file that starts with the UTF-16 byte order mark stays
   /// UTF-16, all other lines of the file stay as they are. WritePrivateProfileStringW.
   virtual win32_error write(const std::wstring& file, const std::wstring& section, const std::wstring& key,

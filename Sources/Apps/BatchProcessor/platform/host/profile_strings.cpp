@@ -105,16 +105,22 @@ win32_error edit_file(const std::wstring& file, const edit& change) {
   }
 }
 
+win32_result<std::wstring> empty_where_missing(win32_error error) {
+  if (error == win32_error::file_not_found || error == win32_error::path_not_found) return std::wstring();
+  return error;
+}
+
 class host_profile_strings final : public profile_strings {
  public:
-  std::wstring read(const std::wstring& file, const std::wstring& section, const std::wstring& key,
-                    std::size_t capacity) override {
+  win32_result<std::wstring> read(const std::wstring& file, const std::wstring& section, const std::wstring& key,
+                                  std::size_t capacity) override {
     const path_bytes path(file);
-    if (!succeeded(path.error()) || capacity == 0) return {};
+    if (capacity == 0) return std::wstring();
+    if (!succeeded(path.error())) return empty_where_missing(path.error());
     const unique_descriptor open(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!open) return {};
+    if (!open) return empty_where_missing(error_from_errno(errno, path.c_str()));
     const win32_result<std::string> bytes = read_whole(open.get());
-    if (!bytes) return {};
+    if (!bytes) return bytes.error();
     const std::wstring value = ini_value(*bytes, section, key).value_or(std::wstring());
     return std::wstring(text::utf16_prefix(value, capacity - 1));
   }
