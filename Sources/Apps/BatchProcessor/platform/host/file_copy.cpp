@@ -29,9 +29,9 @@ win32_error copy_content(int from, const struct stat& status, int to) {
 win32_error copy_traits(const path_bytes& from, const struct stat& status, int to) {
   const auto resolved = resolve_links(std::string(from.view()));
   if (!resolved) return resolved.error();
-  const int failure = copy_attributes(resolved->path, to);
-  // A file system that has no attributes takes the rest of the file.
-  if (failure != 0 && failure != ENOTSUP) return error_from_errno(failure);
+  const auto copied = copy_attributes(resolved->path, to);
+  // A file system that has no attributes takes the rest of the file. What only the system may set is the copy's own.
+  if (!copied && copied.error() != win32_error::not_supported) return copied.error();
   if (::fchmod(to, status.st_mode & permission_bits) != 0) return error_from_errno(errno);
   const timespec times[] = {{0, UTIME_OMIT}, status.st_mtim};
   return ::futimens(to, times) == 0 ? win32_error::success : error_from_errno(errno);

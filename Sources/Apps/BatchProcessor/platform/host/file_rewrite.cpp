@@ -1,7 +1,5 @@
 #include "platform/host/file_rewrite.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -18,10 +16,8 @@ namespace {
 
 // Whether the file is as it was, and still the one that the path names.
 bool is_unchanged(int file, const std::string& path, const file_stamp& before) {
-  struct stat named {};
   const win32_result<file_stamp> now = stamp_of(file);
-  return now && *now == before && ::stat(path.c_str(), &named) == 0 && named.st_ino == before.inode &&
-         named.st_dev == before.device;
+  return now && *now == before && still_names(path, file, last_link::its_target);
 }
 
 bool is_well_formed(const edit_plan& plan, std::uint64_t size) {
@@ -76,42 +72,30 @@ class in_place_rewrite final : public file_rewrite {
 
 class staged_rewrite final : public file_rewrite {
  public:
-  staged_rewrite(int file, std::string path, const file_stamp& before, staged_file staged)
-      : file_(file), path_(std::move(path)), before_(before), staged_(std::move(staged)) {}
+  explicit staged_rewrite(staged_file staged) : staged_(std::move(staged)) {}
 
-  win32_error commit() override {
-    if (!is_unchanged(file_, path_, before_)) return win32_error::sharing_violation;
-    return staged_.commit();
-  }
+  win32_error commit() override { return staged_.commit(); }
 
  private:
-  int file_;
-  std::string path_;
-  file_stamp before_;
   staged_file staged_;
 };
 
 // The new content is written here and now: that takes its space for certain, and leaves only the name to the commit.
-// Taking the space ahead by itself would cost a sync (staged_file::reserve).
+// Taking the space ahead by itself would cost a sync: room taken ahead defeats the order of data and rename that some
+// file systems keep.
 win32_result<std::unique_ptr<file_rewrite>> prepare_staged(int file, const std::string& path, const file_stamp& before,
                                                            const edit_plan& plan) {
   win32_result<staged_file> staged = staged_file::create(path);
   if (!staged) return staged.error();
-  // The creation may have finished an interrupted rewrite, which the plan knows nothing of.
+  // What was staged is for the file and the content that the plan was made from. The creation may also have finished an
+  // interrupted rewrite, which the plan knows nothing of. From here on the commit sees every change.
   if (!is_unchanged(file, path, before)) return win32_error::sharing_violation;
   const int failure = write_result(file, before.size, plan, staged->descriptor());
   if (failure != 0) return error_from_errno(failure, data_direction::writing);
-  return std::unique_ptr<file_rewrite>(std::make_unique<staged_rewrite>(file, path, before, *std::move(staged)));
+  return std::unique_ptr<file_rewrite>(std::make_unique<staged_rewrite>(*std::move(staged)));
 }
 
 }  // namespace
-
-win32_result<file_stamp> stamp_of(int descriptor) {
-  struct stat status {};
-  if (::fstat(descriptor, &status) != 0) return error_from_errno(errno);
-  return file_stamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec,
-                    status.st_mtim.tv_nsec};
-}
 
 win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, const std::string& path,
                                                             const edit_plan& plan,

@@ -1,14 +1,13 @@
 // Changing a file so that it is whole at every instant: all of its old bytes or all of its new ones.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/host/file_stamp.h"
 #include "platform/result.h"
 
 namespace platform::host {
@@ -32,17 +31,6 @@ class file_rewrite {
   /// sharing_violation when someone changed the file since it was prepared. To be called once.
   virtual win32_error commit() = 0;
 };
-
-/// Tells one content of a file from the next.
-struct file_stamp {
-  dev_t device = 0;
-  ino_t inode = 0;
-  std::uint64_t size = 0;
-  std::int64_t modified_seconds = 0;
-  std::int64_t modified_nanoseconds = 0;
-  bool operator==(const file_stamp&) const = default;
-};
-[[nodiscard]] win32_result<file_stamp> stamp_of(int descriptor);
 
 /// Prepares a change of the file that `descriptor` has open for reading and writing and that stays open until the
 /// commit; `path` names it. A plan that keeps the size is written in place, only the bytes that differ. Any other gets

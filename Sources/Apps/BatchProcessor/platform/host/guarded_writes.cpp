@@ -1,12 +1,14 @@
 #include "platform/host/guarded_writes.h"
 
 #include <sys/types.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
 #include "platform/host/file_bytes.h"
+#include "platform/host/rewrite_journal.h"
 
 namespace platform::host {
 
@@ -49,8 +51,11 @@ int rewrite_from_journal(const journaled_rewrite& rewrite, std::span<char> buffe
   const int failure = put_content(rewrite.journal, 0, rewrite.file, rewrite.new_size, buffer);
   const bool whole =
       failure == 0 || put_content(rewrite.journal, rewrite.new_size, rewrite.file, rewrite.old_size, buffer) == 0;
-  // A journal that can't be removed does no harm: it is found to be done with at the next open.
-  if (whole) static_cast<void>(::unlinkat(rewrite.folder, rewrite.journal_name, 0));
+  // Either that can't be removed does no harm: the file is found to be done with at the next open.
+  if (whole) {
+    static_cast<void>(::fremovexattr(rewrite.file, rewrite_mark));
+    static_cast<void>(::unlinkat(rewrite.folder, rewrite.journal_name, 0));
+  }
   return failure;
 }
 

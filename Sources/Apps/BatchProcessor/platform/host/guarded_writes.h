@@ -29,8 +29,8 @@ struct journaled_rewrite {
   std::uint64_t old_size = 0;
 };
 
-/// Copies the new content over the file, syncs it and removes the journal. When that fails, puts the old content back;
-/// only if that fails too does the journal stay. 0, or the errno of the failure.
+/// Copies the new content over the file, syncs it, and removes its mark (rewrite_journal.h) and the journal. When that
+/// fails, puts the old content back; only if that fails too do mark and journal stay. 0, or the errno of the failure.
 [[nodiscard]] int rewrite_from_journal(const journaled_rewrite& rewrite, std::span<char> buffer) noexcept;
 
 }  // namespace platform::host

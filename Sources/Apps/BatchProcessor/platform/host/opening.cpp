@@ -11,7 +11,9 @@
 
 #include "platform/host/dos_attributes.h"
 #include "platform/host/errno_codes.h"
+#include "platform/host/file_stamp.h"
 #include "platform/host/item.h"
+#include "platform/host/staged_file.h"
 #include "platform/host/system_calls.h"
 
 namespace platform::host {
@@ -73,10 +75,13 @@ win32_error lock(int file) {
   return errno == EWOULDBLOCK ? win32_error::sharing_violation : win32_error::success;
 }
 
-// False after another file took the name, between the opening and the lock.
-bool is_still_named(const struct stat& opened, const path_bytes& path) {
-  struct stat named;
-  return ::stat(path.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+// What is read must not be the half of a rewrite that was cut short; nor must a change start from it.
+win32_error finish_before_use(int file, const path_bytes& path, access wanted) {
+  if (!writes(wanted) && !has(wanted, access::read)) return win32_error::success;
+  const win32_error finished = finish_interrupted_rewrite(file, std::string(path.view()));
+  // Who only reads, and may do no more, reads what is there.
+  const bool not_allowed = finished == win32_error::access_denied || finished == win32_error::write_protect;
+  return not_allowed && !writes(wanted) ? win32_error::success : finished;
 }
 
 win32_result<opened_file> open_once(const path_bytes& path, const open_request& request, bool& moved_on) {
@@ -89,7 +94,12 @@ win32_result<opened_file> open_once(const path_bytes& path, const open_request& 
   if (writes(request.access) && !opened->is_new && is_read_only(status.st_mode)) return win32_error::access_denied;
   if (wants_lock(request)) {
     if (const win32_error locked = lock(opened->descriptor.get()); !succeeded(locked)) return locked;
-    moved_on = !is_still_named(status, path);
+    // Another file may have taken the name between the opening and the lock.
+    moved_on = !still_names(path.c_str(), status, last_link::its_target);
+  }
+  if (!opened->is_new && !moved_on) {
+    const win32_error finished = finish_before_use(opened->descriptor.get(), path, request.access);
+    if (!succeeded(finished)) return finished;
   }
   return opened;
 }

@@ -1,43 +1,33 @@
-// The journal holds the new content, behind it the old one, and at its end a fixed trailer that tells their sizes. It
-// gets its name only after all of it is on the disk, so one that is found is complete. It is locked while its process,
-// or that process' write guard, lives.
-//
-// What a torn file can look like: a kill leaves a start of new bytes and a rest of old ones, a loss of power any
-// mixture of disk blocks. Whatever else the file holds was written by someone since, and isn't overwritten.
+// The order of the steps. The journal is completed, locked, and named; the file is marked with its path; all of that is
+// on the disk before the first byte of the file changes. At the end the file is synced, then the mark goes, then the
+// journal. So a mark leads to a complete journal, and a journal without a mark is worth nothing: the file is whole. The
+// lock lasts while the process, or its write guard, lives.
 #include "platform/host/rewrite_journal.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 #include "platform/host/errno_codes.h"
-#include "platform/host/file_bytes.h"
+#include "platform/host/journal_content.h"
 #include "platform/host/path_bytes.h"
+#include "platform/host/sibling_files.h"
 #include "platform/host/write_guard.h"
 
 namespace platform::host {
 
 namespace {
 
-struct journal_trailer {
-  std::array<char, 16> mark{'q', 'b', ' ', 'r', 'e', 's', 't', 'o', 'r', 'e', ' ', 'v', '1', '\n', '\0', '\0'};
-  std::uint64_t inode = 0;
-  std::uint64_t new_size = 0;
-  std::uint64_t old_size = 0;
-};
-
-constexpr std::uint64_t disk_block = 512;  // the least that a disk writes as a whole
-constexpr std::size_t compared_at_once = 256 * disk_block;
 constexpr auto longest_wait = std::chrono::seconds(2);
 constexpr auto wait_step = std::chrono::milliseconds(10);
 
@@ -46,26 +36,12 @@ int sync_folder(int folder) {
   return ::fsync(folder) == 0 || errno == EINVAL ? 0 : errno;
 }
 
-// Completes the journal: `staged` holds the new content.
-int append_old_content(const journaled_change& change, journal_trailer& trailer) {
-  struct stat staged {};
-  struct stat old {};
-  if (::fstat(change.staged, &staged) != 0 || ::fstat(change.file, &old) != 0) return errno;
-  trailer.inode = change.inode;
-  trailer.new_size = static_cast<std::uint64_t>(staged.st_size);
-  trailer.old_size = static_cast<std::uint64_t>(old.st_size);
-  if (const int failure = copy_bytes(change.file, 0, change.staged, trailer.new_size, trailer.old_size); failure != 0) {
-    return failure;
-  }
-  const std::string_view bytes(reinterpret_cast<const char*>(&trailer), sizeof trailer);
-  if (const int failure = write_at(change.staged, trailer.new_size + trailer.old_size, bytes); failure != 0) {
-    return failure;
-  }
-  return ::fsync(change.staged) == 0 ? 0 : errno;
+unique_descriptor open_folder_of(const std::string& path) {
+  return unique_descriptor(::open(parent_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 // Room for the growth, without a change of what the file shows.
-int take_room(int file, const journal_trailer& sizes) {
+int take_room(int file, const journal_sizes& sizes) {
   if (sizes.new_size <= sizes.old_size) return 0;
   const auto old_end = static_cast<off_t>(sizes.old_size);
   const auto growth = static_cast<off_t>(sizes.new_size - sizes.old_size);
@@ -82,66 +58,71 @@ int give_name(const journaled_change& change, const std::string& name) {
   return ::rename(change.staging_name.c_str(), name.c_str()) == 0 ? 0 : errno;
 }
 
-win32_error carry_out(int file, int journal, const std::string& name, const journal_trailer& trailer) {
-  const unique_descriptor folder(::open(parent_of(name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return error_from_errno(errno);
-  // The journal's name must be on the disk before the first byte of the file changes.
-  if (const int failure = sync_folder(folder.get()); failure != 0) return error_from_errno(failure);
-  const std::string file_name(last_name_of(name));
-  return write_guard::instance().rewrite(
-      {file, journal, folder.get(), file_name.c_str(), trailer.new_size, trailer.old_size});
-}
-
-bool read_trailer(int journal, ino_t inode, journal_trailer& trailer) {
-  struct stat status {};
-  if (::fstat(journal, &status) != 0) return false;
-  const auto size = static_cast<std::uint64_t>(status.st_size);
-  if (size < sizeof trailer) return false;
-  std::array<char, sizeof trailer> bytes{};
-  if (read_at(journal, size - sizeof trailer, bytes) != bytes.size()) return false;
-  const journal_trailer expected;
-  std::memcpy(&trailer, bytes.data(), sizeof trailer);
-  const std::uint64_t contents = size - sizeof trailer;
-  return trailer.mark == expected.mark && trailer.inode == inode && trailer.new_size <= contents &&
-         trailer.old_size == contents - trailer.new_size;
-}
-
-// Whether the block is as the content has it there.
-bool agrees(std::string_view block, std::uint64_t offset, int journal, std::uint64_t start, std::uint64_t size) {
-  if (offset > size || block.size() > size - offset) return false;
-  std::array<char, disk_block> expected{};
-  const std::span<char> wanted = std::span(expected).first(block.size());
-  return read_at(journal, start + offset, wanted) == wanted.size() &&
-         std::equal(block.begin(), block.end(), wanted.begin());
-}
-
-// Whether every disk block of the file is one of the old or the new content.
-bool is_torn_or_whole(int file, int journal, const journal_trailer& trailer) {
-  std::vector<char> bytes(compared_at_once);
-  for (std::uint64_t offset = 0;;) {
-    const std::size_t got = read_at(file, offset, bytes);
-    std::string_view rest(bytes.data(), got);
-    while (!rest.empty()) {
-      const std::string_view block = rest.substr(0, disk_block);
-      if (!agrees(block, offset, journal, 0, trailer.new_size) &&
-          !agrees(block, offset, journal, trailer.new_size, trailer.old_size)) {
-        return false;
-      }
-      offset += block.size();
-      rest.remove_prefix(block.size());
-    }
-    if (got < bytes.size()) return true;
+win32_error name_journal(const journaled_change& change, const std::string& name) {
+  int failure = give_name(change, name);
+  if (failure == EEXIST) {
+    // Left by a file of this number that is gone, or by a kill between the name and the mark.
+    if (const win32_error removed = remove_stale_staging(name); !succeeded(removed)) return removed;
+    failure = give_name(change, name);
   }
+  return failure == EEXIST ? win32_error::sharing_violation : error_from_errno(failure);
+}
+
+win32_error mark(int file, const std::string& journal) {
+  std::array<char, PATH_MAX> folder{};
+  if (::realpath(parent_of(journal).c_str(), folder.data()) == nullptr) return error_from_errno(errno);
+  std::string value = folder.data();
+  if (!value.ends_with('/')) value += '/';
+  value += last_name_of(journal);
+  if (::fsetxattr(file, rewrite_mark, value.data(), value.size(), XATTR_CREATE) == 0) return win32_error::success;
+  // Another process rewrites the file by another of its names.
+  return errno == EEXIST ? win32_error::sharing_violation : error_from_errno(errno);
+}
+
+// not_found without one.
+win32_result<std::string> mark_of(const std::string& path) {
+  std::array<char, PATH_MAX> value{};
+  const ssize_t size = ::lgetxattr(path.c_str(), rewrite_mark, value.data(), value.size());
+  if (size >= 0) return std::string(value.data(), static_cast<std::size_t>(size));
+  // No path is that long: a mark that leads nowhere.
+  if (errno == ERANGE) return std::string();
+  // A file that may not be read is not going to be changed. One that is gone is met by whoever opens it next.
+  if (errno == ENODATA || errno == EOPNOTSUPP || errno == EACCES || errno == ENOENT) return win32_error::not_found;
+  return error_from_errno(errno);
+}
+
+void clear_mark(int file) {
+  // One that stays leads nowhere, or to a journal that the file is found to be done with.
+  static_cast<void>(::fremovexattr(file, rewrite_mark));
+}
+
+win32_error check_unchanged(int file, const file_stamp& before) {
+  const win32_result<file_stamp> now = stamp_of(file);
+  if (!now) return now.error();
+  return *now == before ? win32_error::success : win32_error::sharing_violation;
+}
+
+// Both names on the disk.
+win32_error sync_mark(int file, int folder) {
+  return error_from_errno(::fsync(file) == 0 ? sync_folder(folder) : errno);
+}
+
+win32_error make_change(int file, int journal, int folder, const std::string& name, const journal_sizes& sizes) {
+  const std::string file_name(last_name_of(name));
+  return write_guard::instance().rewrite({file, journal, folder, file_name.c_str(), sizes.new_size, sizes.old_size});
 }
 
 // The file is none of the journal's business any more; its content may be all that is left of the other names' file.
-win32_error set_aside(int journal, const std::string& name, const std::string& path, const journal_trailer& trailer) {
-  if (::ftruncate(journal, static_cast<off_t>(trailer.new_size)) != 0) return error_from_errno(errno);
+win32_error set_aside(int journal, const std::string& name, const std::string& path, const journal_sizes& sizes) {
   const std::string recovered = path + ".recovered";
   if (::linkat(AT_FDCWD, name.c_str(), AT_FDCWD, recovered.c_str(), 0) != 0 && errno != EEXIST) {
     return error_from_errno(errno);
   }
-  return ::unlink(name.c_str()) == 0 ? win32_error::success : error_from_errno(errno);
+  return ::ftruncate(journal, static_cast<off_t>(sizes.new_size)) == 0 ? win32_error::success : error_from_errno(errno);
+}
+
+win32_error remove_journal(const std::string& name) {
+  return ::unlink(name.c_str()) == 0 || errno == ENOENT ? win32_error::success : error_from_errno(errno);
 }
 
 bool lock_within_reason(int journal) {
@@ -160,46 +141,108 @@ bool trusted(const struct stat& journal, const struct stat& file) {
          (journal.st_uid == file.st_uid || journal.st_uid == ::geteuid() || journal.st_uid == 0);
 }
 
-}  // namespace
+struct found_journal {
+  std::string name;
+  unique_descriptor descriptor;
+};
 
-win32_error rewrite_through_journal(const journaled_change& change) {
-  journal_trailer trailer;
-  if (const int failure = append_old_content(change, trailer); failure != 0) return error_from_errno(failure);
-  if (const int failure = take_room(change.file, trailer); failure != 0) return error_from_errno(failure);
-  // A lock that the file system doesn't offer is not needed to be whole, only to keep two processes apart.
-  static_cast<void>(::flock(change.staged, LOCK_EX | LOCK_NB));
-  const std::string name = journal_path(change.path, change.inode);
-  if (const int failure = give_name(change, name); failure != 0) {
-    return failure == EEXIST ? win32_error::sharing_violation : error_from_errno(failure);
+// Where the mark says, or beside the name in use, should the folder have been moved. No descriptor where there is none.
+win32_result<found_journal> find_journal(const std::string& marked, const std::string& beside) {
+  for (const std::string& name : {marked, beside}) {
+    // Nothing but a journal of this file is opened, whatever the mark says.
+    if (last_name_of(name) != last_name_of(beside)) continue;
+    unique_descriptor journal(::open(name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (journal) return found_journal{name, std::move(journal)};
+    // A link is not ours.
+    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) return error_from_errno(errno);
   }
-  return carry_out(change.file, change.staged, name, trailer);
+  return found_journal{};
 }
 
-win32_error finish_from_journal(const std::string& path, ino_t inode) {
-  const std::string name = journal_path(path, inode);
-  const unique_descriptor journal(::open(name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  // One that can't be read can't be judged either; it must not block the file.
-  if (!journal) return win32_error::success;
-  if (!lock_within_reason(journal.get())) return win32_error::sharing_violation;
-  if (!names_open_file(name, journal.get())) return win32_error::success;  // done while this one waited
+win32_error finish_from(const found_journal& found, const std::string& path, const struct stat& status) {
+  const int journal = found.descriptor.get();
+  if (!lock_within_reason(journal)) return win32_error::sharing_violation;
+  // Done while this one waited.
+  if (!still_names(found.name, journal, last_link::itself)) return win32_error::success;
 
   const unique_descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file) return error_from_errno(errno);
+  if (!still_names(path.c_str(), status, last_link::itself)) return win32_error::sharing_violation;
+  if (::fgetxattr(file.get(), rewrite_mark, nullptr, 0) < 0 && errno == ENODATA) return remove_journal(found.name);
+
   struct stat journal_status {};
-  struct stat file_status {};
-  if (::fstat(journal.get(), &journal_status) != 0 || ::fstat(file.get(), &file_status) != 0) {
-    return error_from_errno(errno);
+  if (::fstat(journal, &journal_status) != 0) return error_from_errno(errno);
+  if (!trusted(journal_status, status)) return win32_error::access_denied;
+  const win32_result<journal_sizes> sizes = read_journal(journal, file.get());
+  if (!sizes && sizes.error() != win32_error::not_found) return sizes.error();
+  if (!sizes) {
+    // The attribute came along with a copy of the marked file, or the journal is set aside already.
+    clear_mark(file.get());
+    return win32_error::success;
   }
-  if (file_status.st_ino != inode) return win32_error::sharing_violation;
-  if (!trusted(journal_status, file_status)) return win32_error::success;
-  journal_trailer trailer;
-  if (!read_trailer(journal.get(), inode, trailer)) {
-    // None of ours is incomplete under this name; whatever this is, it must not block the file.
-    return ::unlink(name.c_str()) == 0 ? win32_error::success : error_from_errno(errno);
+  const win32_result<bool> ours = is_torn_or_whole(file.get(), journal, *sizes);
+  if (!ours) return ours.error();
+  if (!*ours) {
+    if (const win32_error kept = set_aside(journal, found.name, path, *sizes); !succeeded(kept)) return kept;
+    clear_mark(file.get());
+    return remove_journal(found.name);
   }
-  if (!is_torn_or_whole(file.get(), journal.get(), trailer)) return set_aside(journal.get(), name, path, trailer);
-  if (const int failure = take_room(file.get(), trailer); failure != 0) return error_from_errno(failure);
-  return carry_out(file.get(), journal.get(), name, trailer);
+  if (const int failure = take_room(file.get(), *sizes); failure != 0) return error_from_errno(failure);
+  const unique_descriptor folder = open_folder_of(found.name);
+  if (!folder) return error_from_errno(errno);
+  return make_change(file.get(), journal, folder.get(), found.name, *sizes);
+}
+
+}  // namespace
+
+win32_error rewrite_through_journal(const journaled_change& change) {
+  const std::string name = journal_path(change.path, change.before.inode);
+  const unique_descriptor folder = open_folder_of(name);
+  if (!folder) return error_from_errno(errno);
+  const win32_result<journal_sizes> sizes = complete_journal(change.staged, change.file);
+  if (!sizes) return sizes.error();
+  if (const win32_error same = check_unchanged(change.file, change.before); !succeeded(same)) return same;
+  if (const int failure = take_room(change.file, *sizes); failure != 0) return error_from_errno(failure);
+  // Taking room counts as a change for some file systems.
+  const win32_result<file_stamp> before = stamp_of(change.file);
+  if (!before) return before.error();
+  if (const win32_error ready = write_guard::instance().prepare(); !succeeded(ready)) return ready;
+  // A lock that the file system doesn't offer is not needed to be whole, only to keep two processes apart.
+  static_cast<void>(::flock(change.staged, LOCK_EX | LOCK_NB));
+  if (const win32_error named = name_journal(change, name); !succeeded(named)) return named;
+
+  win32_error ready = mark(change.file, name);
+  if (succeeded(ready)) {
+    ready = sync_mark(change.file, folder.get());
+    if (succeeded(ready)) ready = check_unchanged(change.file, *before);
+    if (!succeeded(ready)) clear_mark(change.file);
+  }
+  if (!succeeded(ready)) {
+    // What was told to have failed must not be done by a later open. Without a mark it won't, should this fail.
+    static_cast<void>(::unlink(name.c_str()));
+    return ready;
+  }
+  return make_change(change.file, change.staged, folder.get(), name, *sizes);
+}
+
+win32_error finish_from_journal(const std::string& path, const struct stat& status) {
+  for (bool looked_before = false;; looked_before = true) {
+    const win32_result<std::string> marked = mark_of(path);
+    if (!marked && marked.error() != win32_error::not_found) return marked.error();
+    const std::string beside = journal_path(path, status.st_ino);
+    if (!marked) {
+      // A kill before the mark leaves a journal that nobody needs. Files of one name are spared the look.
+      return status.st_nlink > 1 ? remove_stale_staging(beside) : win32_error::success;
+    }
+    const win32_result<found_journal> found = find_journal(*marked, beside);
+    if (!found) return found.error();
+    if (found->descriptor) return finish_from(*found, path, status);
+    if (looked_before) break;  // the first time it may just have been finished
+  }
+  // Someone took the journal away: what the file holds is all that there is. Who may not clear the mark may not change
+  // the file either.
+  static_cast<void>(::lremovexattr(path.c_str(), rewrite_mark));
+  return win32_error::success;
 }
 
 }  // namespace platform::host

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/host/errno_codes.h"
+#include "platform/host/file_stamp.h"
 #include "text/format.h"
 
 namespace platform::host {
@@ -57,31 +58,24 @@ win32_result<resolved_path> resolve_links(const std::string& path) {
   return error_from_errno(ELOOP);
 }
 
-std::string staging_path(const resolved_path& file) {
-  // By inode where there is one, so that all names of a file lead to the same leftover.
-  const std::string_view name = std::string_view(file.path).substr(folder_prefix(file.path).size());
-  return sibling(file.path, "rewrite", file.status ? file.status->st_ino : hash_of(name));
+std::string staging_path(const std::string& path) {
+  return sibling(path, "rewrite", hash_of(std::string_view(path).substr(folder_prefix(path).size())));
 }
 
 std::string journal_path(const std::string& path, ino_t inode) { return sibling(path, "restore", inode); }
-
-bool names_open_file(const std::string& path, int descriptor) {
-  struct stat named {};
-  struct stat open {};
-  return ::lstat(path.c_str(), &named) == 0 && ::fstat(descriptor, &open) == 0 && named.st_ino == open.st_ino &&
-         named.st_dev == open.st_dev;
-}
 
 win32_error remove_stale_staging(const std::string& path) {
   // For writing, since locks on network file systems ask for that.
   const unique_descriptor leftover(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!leftover && errno == ENOENT) return win32_error::success;
+  // What may not be opened is no work in progress of this user: a link, or a file with someone else's owner. Whatever
+  // else fails tells nothing of the file.
+  if (!leftover && errno != EACCES && errno != ELOOP) return error_from_errno(errno);
   if (leftover) {
     if (::flock(leftover.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return win32_error::sharing_violation;
     // Its process has just given it its name.
-    if (!names_open_file(path, leftover.get())) return win32_error::success;
+    if (!still_names(path, leftover.get(), last_link::itself)) return win32_error::success;
   }
-  // What can't be opened is no work in progress of this user: a link, or a file with someone else's owner.
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) return error_from_errno(errno);
   return win32_error::success;
 }

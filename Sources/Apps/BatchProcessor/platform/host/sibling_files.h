@@ -20,17 +20,15 @@ struct resolved_path {
 /// Follows symbolic links in the last part of a path, also to a target that isn't there.
 [[nodiscard]] win32_result<resolved_path> resolve_links(const std::string& path);
 
-/// Holds a new content on its way to the name; worth nothing to anyone but the process that has it locked.
-[[nodiscard]] std::string staging_path(const resolved_path& file);
+/// Holds a new content on its way to the name `path`; worth nothing to anyone but the process that has it locked. The
+/// name tells it, whatever file has that by now.
+[[nodiscard]] std::string staging_path(const std::string& path);
 
 /// Holds a complete journal of a rewrite behind the names of `inode` (rewrite_journal.h).
 [[nodiscard]] std::string journal_path(const std::string& path, ino_t inode);
 
 /// Removes a staging file unless a living process has it locked: sharing_violation then.
 win32_error remove_stale_staging(const std::string& path);
-
-/// True while `path` names the file that the descriptor has open.
-[[nodiscard]] bool names_open_file(const std::string& path, int descriptor);
 
 /// Gives the name `path` to the open file, which may be one without a name. 0, or an errno, EEXIST among them.
 [[nodiscard]] int link_open_file(int descriptor, const std::string& path);

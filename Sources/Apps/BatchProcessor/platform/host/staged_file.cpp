@@ -3,17 +3,16 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <utility>
 
 #include "platform/host/attributes_copy.h"
 #include "platform/host/errno_codes.h"
+#include "platform/host/mount_order.h"
 #include "platform/host/path_bytes.h"
 #include "platform/host/rewrite_journal.h"
 #include "platform/host/sibling_files.h"
@@ -26,27 +25,22 @@ constexpr mode_t private_mode = 0600;
 constexpr mode_t new_file_mode = 0666;  // less the process' mask
 constexpr mode_t permission_bits = 07777;
 
-// The file systems that write a file's data before a rename that puts it over another one, or lose both together.
-constexpr std::array<long, 4> ordered_file_systems = {
-    0xef53,      // ext4
-    0x9123683e,  // btrfs
-    0x01021994,  // tmpfs
-    0x794c7630,  // overlay, of one of the above as a rule
-};
-
-bool orders_data_before_rename(int file) {
-  struct statfs facts {};
-  return ::fstatfs(file, &facts) == 0 &&
-         std::ranges::find(ordered_file_systems, facts.f_type) != ordered_file_systems.end();
-}
-
 bool has_no_unnamed_files(int error) { return error == EOPNOTSUPP || error == EISDIR || error == EINVAL; }
 
 win32_error finish_interrupted(const resolved_path& file) {
-  if (!file.status || !S_ISREG(file.status->st_mode)) return win32_error::success;
-  const win32_error finished = finish_from_journal(file.path, file.status->st_ino);
-  if (!succeeded(finished)) return finished;
-  return remove_stale_staging(staging_path(file));
+  if (file.status && !S_ISREG(file.status->st_mode)) return win32_error::success;
+  if (file.status) {
+    const win32_error finished = finish_from_journal(file.path, *file.status);
+    if (!succeeded(finished)) return finished;
+  }
+  return remove_stale_staging(staging_path(file.path));
+}
+
+// Neither its content nor its attributes were changed since.
+bool is_as_it_was(const std::string& path, const struct stat& before) {
+  struct stat now {};
+  return ::lstat(path.c_str(), &now) == 0 && stamp_from(now) == stamp_from(before) &&
+         now.st_ctim.tv_sec == before.st_ctim.tv_sec && now.st_ctim.tv_nsec == before.st_ctim.tv_nsec;
 }
 
 // The owner can be kept by the superuser, and where it is this user; the group also where this user is a member.
@@ -63,19 +57,22 @@ win32_result<staged_file> staged_file::create(const std::string& path, staging_f
   win32_result<resolved_path> resolved = resolve_links(path);
   if (!resolved) return resolved.error();
   if (const win32_error finished = finish_interrupted(*resolved); !succeeded(finished)) return finished;
-  original replaced;
+  std::optional<file_stamp> replaced;
   if (resolved->status) {
     if (!S_ISREG(resolved->status->st_mode)) return win32_error::access_denied;
     if (::faccessat(AT_FDCWD, resolved->path.c_str(), W_OK, AT_EACCESS) != 0) return error_from_errno(errno);
-    replaced = {true, resolved->status->st_dev, resolved->status->st_ino};
+    // As it was before an interrupted rewrite was finished, should one have been: whoever read that far read torn
+    // bytes.
+    replaced = stamp_from(*resolved->status);
   }
-  staged_file staged(resolved->path, staging_path(*resolved), replaced);
+  staged_file staged(resolved->path, staging_path(resolved->path), replaced);
   if (const win32_error opened = staged.open_file(form); !succeeded(opened)) return opened;
+  if (const win32_error taken = staged.take_flags(); !succeeded(taken)) return taken;
   return staged;
 }
 
-staged_file::staged_file(std::string path, std::string staging_path, const original& replaced)
-    : path_(std::move(path)), original_(replaced), staging_path_(std::move(staging_path)) {}
+staged_file::staged_file(std::string path, std::string staging_path, const std::optional<file_stamp>& original)
+    : path_(std::move(path)), original_(original), staging_path_(std::move(staging_path)) {}
 
 staged_file::staged_file(staged_file&& other) noexcept
     : path_(std::move(other.path_)),
@@ -83,7 +80,7 @@ staged_file::staged_file(staged_file&& other) noexcept
       staging_path_(std::move(other.staging_path_)),
       file_(std::move(other.file_)),
       named_(std::exchange(other.named_, false)),
-      reserved_(other.reserved_) {}
+      keeps_flags_(other.keeps_flags_) {}
 
 staged_file::~staged_file() {
   // One that stays is removed by the next to stage the same file.
@@ -91,7 +88,7 @@ staged_file::~staged_file() {
 }
 
 win32_error staged_file::open_file(staging_form form) {
-  const mode_t mode = original_.exists ? private_mode : new_file_mode;
+  const mode_t mode = original_ ? private_mode : new_file_mode;
   if (form == staging_form::hidden_sibling) return open_named(mode);
   file_ = unique_descriptor(::open(parent_of(path_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
   if (file_) return win32_error::success;
@@ -107,7 +104,7 @@ win32_error staged_file::open_named(mode_t mode) {
     if (file_) {
       // Where there are no locks, two processes are not kept apart, as for every other file there.
       static_cast<void>(::flock(file_.get(), LOCK_EX));
-      named_ = names_open_file(staging_path_, file_.get());
+      named_ = still_names(staging_path_, file_.get(), last_link::itself);
       // Otherwise another process took it for a leftover in the moment before it was locked.
       if (named_) return win32_error::success;
       continue;
@@ -116,29 +113,25 @@ win32_error staged_file::open_named(mode_t mode) {
   }
 }
 
-win32_error staged_file::reserve(std::uint64_t size) {
-  if (::fallocate(file_.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) {
-    reserved_ = true;
-    return win32_error::success;
-  }
-  if (errno == EOPNOTSUPP || errno == ENOSYS) return win32_error::success;
-  return error_from_errno(errno);
+// Before anything is written: some flags can be given to an empty file only.
+win32_error staged_file::take_flags() {
+  if (!original_) return win32_error::success;
+  const unique_descriptor original(::open(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!original) return error_from_errno(errno, path_.c_str());
+  keeps_flags_ = copy_flags(original.get(), file_.get()) == attributes_kept::all;
+  return win32_error::success;
 }
 
 win32_error staged_file::commit() {
   struct stat now {};
   const bool exists = ::lstat(path_.c_str(), &now) == 0;
   if (!exists && errno != ENOENT) return error_from_errno(errno);
-  if (!original_.exists) return exists ? win32_error::file_exists : publish_new();
-  if (!exists || now.st_ino != original_.inode || now.st_dev != original_.device) return win32_error::sharing_violation;
-  if (now.st_nlink > 1 || !keep_owner(file_.get(), now)) return rewrite_behind_names();
-  return replace(now);
-}
-
-win32_error staged_file::sync() {
-  // Room taken ahead is not written with the order that those file systems keep for fresh data.
-  if (!reserved_ && orders_data_before_rename(file_.get())) return win32_error::success;
-  return ::fdatasync(file_.get()) == 0 ? win32_error::success : error_from_errno(errno);
+  if (!original_) return exists ? win32_error::file_exists : publish_new();
+  if (!exists || stamp_from(now) != *original_) return win32_error::sharing_violation;
+  if (now.st_nlink > 1 || !keeps_flags_ || !keep_owner(file_.get(), now)) return rewrite_behind_names();
+  const win32_result<attributes_kept> attributes = copy_attributes(path_, file_.get());
+  if (!attributes) return attributes.error();
+  return *attributes == attributes_kept::all ? replace(now) : rewrite_behind_names();
 }
 
 win32_error staged_file::publish_new() {
@@ -161,11 +154,12 @@ win32_error staged_file::publish_new() {
 
 win32_error staged_file::replace(const struct stat& old) {
   if (::fchmod(file_.get(), old.st_mode & permission_bits) != 0) return error_from_errno(errno);
-  if (const int failure = copy_attributes(path_, file_.get()); failure != 0) return error_from_errno(failure);
-  if (const win32_error synced = sync(); !succeeded(synced)) return synced;
+  if (!orders_data_before_rename(old.st_dev) && ::fdatasync(file_.get()) != 0) return error_from_errno(errno);
   if (!named_) {
     if (const win32_error linked = link_staging(); !succeeded(linked)) return linked;
   }
+  // Once more, since all that took its time: the nearest to the rename that a check can come.
+  if (!is_as_it_was(path_, old)) return win32_error::sharing_violation;
   if (::rename(staging_path_.c_str(), path_.c_str()) != 0) return error_from_errno(errno);
   named_ = false;
   return win32_error::success;
@@ -188,11 +182,11 @@ win32_error staged_file::link_staging() {
 win32_error staged_file::rewrite_behind_names() {
   const unique_descriptor file(::open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file) return error_from_errno(errno);
-  if (!names_open_file(path_, file.get())) return win32_error::sharing_violation;
   const std::string staging_name = named_ ? staging_path_ : std::string();
-  const win32_error done = rewrite_through_journal({file.get(), file_.get(), path_, original_.inode, staging_name});
+  // Which also finds out if the name has moved on to another file.
+  const win32_error done = rewrite_through_journal({file.get(), file_.get(), path_, *original_, staging_name});
   // The journal has the name of its own now, if it got that far.
-  named_ = named_ && names_open_file(staging_path_, file_.get());
+  named_ = named_ && still_names(staging_path_, file_.get(), last_link::itself);
   return done;
 }
 
@@ -200,6 +194,13 @@ win32_error finish_interrupted_rewrite(const std::string& path) {
   const win32_result<resolved_path> resolved = resolve_links(path);
   // Whoever opens the path next meets the same failure.
   return resolved ? finish_interrupted(*resolved) : resolved.error();
+}
+
+win32_error finish_interrupted_rewrite(int descriptor, const std::string& path) {
+  if (::fgetxattr(descriptor, rewrite_mark, nullptr, 0) >= 0) return finish_interrupted_rewrite(path);
+  // Who may not read the file may not know either.
+  const bool unmarked = errno == ENODATA || errno == EOPNOTSUPP || errno == EACCES;
+  return unmarked ? win32_error::success : error_from_errno(errno);
 }
 
 }  // namespace platform::host

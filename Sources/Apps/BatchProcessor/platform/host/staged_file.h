@@ -2,11 +2,12 @@
 #pragma once
 
 #include <sys/stat.h>
-#include <sys/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
+#include "platform/host/file_stamp.h"
 #include "platform/host/unique_descriptor.h"
 #include "platform/result.h"
 
@@ -33,47 +34,40 @@ class staged_file {
   /// Open for reading and writing, at first empty and at its start.
   [[nodiscard]] int descriptor() const { return file_.get(); }
 
-  /// Takes the disk space for `size` bytes now: disk_full where it can't be had. Where the file system can't do so,
-  /// it succeeds and the writes tell. Costs a sync at the commit: room taken ahead defeats the order of data and
-  /// rename that some file systems keep.
-  win32_error reserve(std::uint64_t size);
-
   /// Gives the content to the path, at once: any observer sees the old file or the new one, also after a kill. Mode,
-  /// owner and extended attributes (access lists among them) of the replaced file are kept; failing that nothing
-  /// changes. A file with several names, or of an owner that can't be kept, is rewritten behind its names instead, from
-  /// a complete copy on disk that the next open finishes from (finish_interrupted_rewrite).
-  /// sharing_violation when the path names another file than at the creation, file_exists when there was none and now
-  /// is. To be called once.
+  /// owner, extended attributes (access lists among them) and flags of the replaced file are kept; its time of birth
+  /// isn't. A file with several names, or with an owner, an attribute or a flag that this user can't give to a new
+  /// file, is rewritten behind its names instead, from a complete copy on disk: observers may see it in between then,
+  /// and the next open finishes what was cut short (finish_interrupted_rewrite). A failure changes nothing.
+  /// sharing_violation when the file was changed since the creation, or the path names another one; file_exists when
+  /// there was none and now is. To be called once.
   win32_error commit();
 
  private:
-  /// The file that the path named at the creation.
-  struct original {
-    bool exists = false;
-    dev_t device = 0;
-    ino_t inode = 0;
-  };
-
-  staged_file(std::string path, std::string staging_path, const original& replaced);
+  staged_file(std::string path, std::string staging_path, const std::optional<file_stamp>& original);
 
   win32_error open_file(staging_form form);
   win32_error open_named(mode_t mode);
-  win32_error sync();
+  win32_error take_flags();
   win32_error publish_new();
   win32_error replace(const struct stat& old);
   win32_error link_staging();
   win32_error rewrite_behind_names();
 
-  std::string path_;  // symbolic links in the last part resolved
-  original original_;
-  std::string staging_path_;  // the hidden sibling
+  std::string path_;                    // symbolic links in the last part resolved
+  std::optional<file_stamp> original_;  // what the path named at the creation
+  std::string staging_path_;            // the hidden sibling
   unique_descriptor file_;
-  bool named_ = false;     // the hidden sibling is there and ours
-  bool reserved_ = false;  // space was taken ahead
+  bool named_ = false;       // the hidden sibling is there and ours
+  bool keeps_flags_ = true;  // the file has the flags of the original
 };
 
-/// Rolls forward a rewrite of a file with several names that was cut short, and removes what a kill left beside the
-/// file. To be called before a file is read in order to be changed. sharing_violation while another process is at it.
+/// Rolls forward a rewrite behind a file's names that was cut short, and removes what a kill left beside the file. To
+/// be called before a file is read in order to be changed. sharing_violation while another process is at it.
 win32_error finish_interrupted_rewrite(const std::string& path);
+
+/// The same for a file that is open for reading, where it is marked as cut short (rewrite_journal.h): one system call
+/// for any other file.
+win32_error finish_interrupted_rewrite(int descriptor, const std::string& path);
 
 }  // namespace platform::host

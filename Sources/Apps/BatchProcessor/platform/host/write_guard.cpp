@@ -42,7 +42,7 @@ struct write_guard::shared_order {
   std::array<char, NAME_MAX + 1> journal_name;
   std::array<char, 2 * most_bytes> bytes;  // of the runs, or the buffer of a copy
 
-  [[nodiscard]] int carry_out(std::span<const int> descriptors) noexcept {
+  [[nodiscard]] int perform(std::span<const int> descriptors) noexcept {
     // Fewer than were sent arrive where this process may have no more open.
     if (descriptors.size() < (kind == work::write_runs ? 1 : most_descriptors)) return EMFILE;
     if (kind == work::write_runs) return write_runs(descriptors[0], std::span(runs).first(run_count));
@@ -148,7 +148,7 @@ template <class Order>
   close_all_but(socket);
   received given;
   while (receive_descriptors(socket, given)) {
-    order.outcome = order.carry_out(std::span(given.descriptors).first(given.count));
+    order.outcome = order.perform(std::span(given.descriptors).first(given.count));
     for (const int descriptor : std::span(given.descriptors).first(given.count)) {
       ::close(descriptor);
     }
@@ -240,11 +240,11 @@ bool write_guard::ask_helper(std::span<const int> descriptors) {
   return got == 1;
 }
 
-int write_guard::carry_out(std::span<const int> descriptors) {
+int write_guard::have_performed(std::span<const int> descriptors) {
   if (ask_helper(descriptors)) return order_->outcome;
   // Killed, perhaps in the middle. Once it is gone for certain, the whole change again from here.
   reap();
-  return order_->carry_out(descriptors);
+  return order_->perform(descriptors);
 }
 
 win32_error write_guard::write(int file, std::span<const byte_run> runs) {
@@ -267,18 +267,24 @@ win32_error write_guard::write(int file, std::span<const byte_run> runs) {
   });
   order_->run_count = runs.size();
   order_->kind = work::write_runs;
-  return error_from_errno(carry_out(std::array{file}));
+  return error_from_errno(have_performed(std::array{file}));
+}
+
+win32_error write_guard::prepare() {
+  const std::lock_guard lock(mutex_);
+  return error_from_errno(start());
 }
 
 win32_error write_guard::rewrite(const journaled_rewrite& rewrite) {
   const std::string_view name = rewrite.journal_name;
   if (name.size() > NAME_MAX) return win32_error::invalid_parameter;
   const std::lock_guard lock(mutex_);
-  if (const int failure = start(); failure != 0) return error_from_errno(failure);
+  // Without a helper it is made from here: a kill in the middle leaves it to the journal.
+  if (const int failure = start(); order_ == nullptr) return error_from_errno(failure);
   order_->rewrite = rewrite;
   *std::copy(name.begin(), name.end(), order_->journal_name.begin()) = '\0';
   order_->kind = work::rewrite_from_journal;
-  return error_from_errno(carry_out(std::array{rewrite.file, rewrite.journal, rewrite.folder}));
+  return error_from_errno(have_performed(std::array{rewrite.file, rewrite.journal, rewrite.folder}));
 }
 
 }  // namespace platform::host

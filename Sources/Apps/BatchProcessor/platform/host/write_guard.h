@@ -42,7 +42,10 @@ class write_guard {
   /// not_enough_memory where the helper can't be started. The file keeps its old bytes on every failure.
   win32_error write(int file, std::span<const byte_run> runs);
 
-  /// As rewrite_from_journal.
+  /// Starts the helper where there is none: not_enough_memory or another failure, while nothing has changed yet.
+  win32_error prepare();
+
+  /// As rewrite_from_journal. After prepare() it fails only as that does.
   win32_error rewrite(const journaled_rewrite& rewrite);
 
   /// The helper, 0 when there is none now.
@@ -53,7 +56,7 @@ class write_guard {
 
   [[nodiscard]] int start();
   void reap();
-  [[nodiscard]] int carry_out(std::span<const int> descriptors);
+  [[nodiscard]] int have_performed(std::span<const int> descriptors);
   [[nodiscard]] bool ask_helper(std::span<const int> descriptors);
 
   std::mutex mutex_;

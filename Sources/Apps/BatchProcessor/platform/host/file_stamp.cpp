@@ -1,0 +1,34 @@
+#include "platform/host/file_stamp.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "platform/host/errno_codes.h"
+
+namespace platform::host {
+
+file_stamp stamp_from(const struct stat& status) {
+  return {status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec,
+          status.st_mtim.tv_nsec};
+}
+
+win32_result<file_stamp> stamp_of(int descriptor) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return error_from_errno(errno);
+  return stamp_from(status);
+}
+
+bool still_names(const char* path, const struct stat& status, last_link link) {
+  struct stat named {};
+  const int flags = link == last_link::itself ? AT_SYMLINK_NOFOLLOW : 0;
+  return ::fstatat(AT_FDCWD, path, &named, flags) == 0 && named.st_ino == status.st_ino &&
+         named.st_dev == status.st_dev;
+}
+
+bool still_names(const std::string& path, int descriptor, last_link link) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && still_names(path.c_str(), status, link);
+}
+
+}  // namespace platform::host

@@ -1,0 +1,53 @@
+// The definitions of the calls in the program itself go before those of the C library.
+#include "platform/host/intercepted_calls.h"
+
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <utility>
+
+namespace host_test {
+
+namespace {
+
+std::array<std::function<int()>, 3> hooks;
+
+std::function<int()>& hook_of(system_call call) { return hooks.at(static_cast<std::size_t>(call)); }
+
+// As the C library's wrappers do it.
+template <class... Arguments>
+int make_call(system_call call, long number, Arguments... arguments) {
+  const std::function<int()>& before = hook_of(call);
+  const int failure = before ? before() : 0;
+  if (failure == 0) return static_cast<int>(::syscall(number, arguments...));
+  errno = failure;
+  return -1;
+}
+
+}  // namespace
+
+intercepted_call::intercepted_call(system_call call, std::function<int()> before) : call_(call) {
+  hook_of(call) = std::move(before);
+}
+
+intercepted_call::~intercepted_call() { hook_of(call_) = nullptr; }
+
+}  // namespace host_test
+
+extern "C" {
+
+int fchmod(int file, mode_t mode) noexcept {
+  return host_test::make_call(host_test::system_call::fchmod, SYS_fchmod, file, mode);
+}
+
+int fsync(int file) { return host_test::make_call(host_test::system_call::fsync, SYS_fsync, file); }
+
+int fsetxattr(int file, const char* name, const void* value, size_t size, int flags) noexcept {
+  return host_test::make_call(host_test::system_call::fsetxattr, SYS_fsetxattr, file, name, value, size, flags);
+}
+
+}  // extern "C"
