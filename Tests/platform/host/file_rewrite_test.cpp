@@ -217,7 +217,7 @@ TEST_F(file_rewrite_test, in_a_read_only_folder_only_edits_in_place_work) {
 TEST_F(file_rewrite_test, the_file_is_whole_when_the_program_is_killed_while_it_replaces_it) {
   const std::string longer = "inserted" + old;
   std::minstd_rand random(5);
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < 25; ++round) {
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
     const unique_descriptor reading(ends[0]);

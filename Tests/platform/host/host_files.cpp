@@ -42,7 +42,11 @@ void put(const std::string& path, std::string_view bytes) {
 std::string content(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
   if (!stream) throw std::runtime_error("can't read " + path);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  std::string bytes(std::filesystem::file_size(path), '\0');
+  stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!stream || stream.peek() != std::ifstream::traits_type::eof())
+    throw std::runtime_error("can't read all of " + path);
+  return bytes;
 }
 
 struct stat status_of(const std::string& path) {

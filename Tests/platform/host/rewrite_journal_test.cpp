@@ -408,7 +408,7 @@ TEST_F(hard_linked_file_test, that_was_torn_can_still_be_read_by_who_may_not_cha
 
 TEST_F(hard_linked_file_test, is_whole_again_after_program_and_helper_were_killed_at_any_moment) {
   std::minstd_rand random(11);
-  for (int round = 0; round < 40; ++round) {
+  for (int round = 0; round < 20; ++round) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     const unique_descriptor reading(ends[0]);

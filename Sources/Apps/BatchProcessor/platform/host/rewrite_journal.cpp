@@ -230,12 +230,12 @@ win32_error finish_from_journal(const std::string& path, const struct stat& stat
     const win32_result<std::string> marked = mark_of(path);
     if (!marked && marked.error() != win32_error::not_found) return marked.error();
     const std::string beside = journal_path(path, status.st_ino);
-    if (!marked) {
-      // A kill before the mark leaves a journal that nobody needs. Files of one name are spared the look.
-      return status.st_nlink > 1 ? remove_stale_staging(beside) : win32_error::success;
-    }
-    const win32_result<found_journal> found = find_journal(*marked, beside);
+    // A kill before or behind the mark leaves a journal that nobody needs. Files of one name are spared the look.
+    if (!marked && status.st_nlink == 1) return win32_error::success;
+    const win32_result<found_journal> found = find_journal(marked ? *marked : beside, beside);
+    if (!marked && found.error() == win32_error::access_denied) return win32_error::success;
     if (!found) return found.error();
+    if (!marked && !found->descriptor) return win32_error::success;
     if (found->descriptor) return finish_from(*found, path, status);
     if (looked_before) break;  // the first time it may just have been finished
   }
