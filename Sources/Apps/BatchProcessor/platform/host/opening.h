@@ -13,7 +13,8 @@ namespace platform::host {
 
 /// Opens a regular file for what `request` asks, and never waits for one. What it creates is there at once, so
 /// create_always and rewrite_existing are not for it. access_denied for a folder, a pipe or a device, and for writing
-/// to a file that has the read-only attribute.
+/// to a file that has the read-only attribute. A rewrite of the file that was cut short is finished first, so that
+/// nobody reads torn bytes or changes them; one system call for any other file.
 ///
 /// Sharing is a matter of advisory locks: who shares nothing has the file alone among those who ask, so has who writes
 /// and lets others read only: sharing_violation for the second one. Who reads and shares asks nobody.
