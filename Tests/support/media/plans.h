@@ -34,7 +34,7 @@ struct rating_answer {
 
 inline rating_answer rating_of(const platform::host::media::rating_format& format, std::string_view bytes,
                                platform::handler_access access = platform::handler_access::read) {
-  platform::host::image::memory_source source(bytes);
+  platform::host::memory_source source(bytes);
   const auto answer = format.read(source, access);
   return answer ? rating_answer{platform::hresult::ok, *answer} : rating_answer{answer.error(), {}};
 }
@@ -48,7 +48,7 @@ struct change_answer {
 /// The file with another rating, by the plan; `code` is `fail` where the plan itself is out of order.
 inline change_answer change_rating(const platform::host::media::rating_format& format, std::string_view bytes,
                                    std::uint32_t percent) {
-  platform::host::image::memory_source source(bytes);
+  platform::host::memory_source source(bytes);
   auto plan = format.plan(source, percent);
   if (!plan) return {plan.error(), {}, {}};
   auto made = apply_plan(bytes, *plan);

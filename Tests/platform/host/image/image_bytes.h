@@ -7,20 +7,20 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/host/byte_order.h"
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_order.h"
-#include "platform/host/image/byte_source.h"
 #include "platform/host/image/checksums.h"
 #include "platform/host/image/image_container.h"
 
 namespace image_bytes {
 
 using namespace std::string_literals;
-using platform::host::image::append_u16;
-using platform::host::image::append_u32;
-using platform::host::image::byte_order;
-using platform::host::image::u16_bytes;
-using platform::host::image::u32_bytes;
+using platform::host::append_u16;
+using platform::host::append_u32;
+using platform::host::byte_order;
+using platform::host::u16_bytes;
+using platform::host::u32_bytes;
 
 inline std::string apply_plan(std::string_view bytes, const platform::host::edit_plan& plan) {
   std::string changed;
@@ -37,7 +37,7 @@ inline std::string apply_plan(std::string_view bytes, const platform::host::edit
 
 /// A container with the bytes that it reads from.
 struct opened_image {
-  std::unique_ptr<platform::host::image::memory_source> source;
+  std::unique_ptr<platform::host::memory_source> source;
   std::unique_ptr<platform::host::image::image_container> container;
 
   explicit operator bool() const { return container != nullptr; }
@@ -48,7 +48,7 @@ struct opened_image {
 /// `bytes` must outlive what comes back.
 inline opened_image open(std::string_view bytes) {
   opened_image image;
-  image.source = std::make_unique<platform::host::image::memory_source>(bytes);
+  image.source = std::make_unique<platform::host::memory_source>(bytes);
   image.container = platform::host::image::open_image_container(*image.source);
   return image;
 }

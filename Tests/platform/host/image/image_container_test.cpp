@@ -229,7 +229,7 @@ TEST(jpeg_container, resources_over_several_segments_are_one_row) {
 }
 
 std::uint32_t number_at(const std::string& bytes, std::size_t at) {
-  return platform::host::image::get_u32(bytes, at, byte_order::big);
+  return platform::host::get_u32(bytes, at, byte_order::big);
 }
 
 TEST(jpeg_container, further_images_are_still_found_whatever_grew) {
@@ -374,7 +374,7 @@ TEST(webp_container, sizes_flags_and_the_other_chunks_are_right) {
   const std::string before = webp(vp8x(0x02, 30, 20) + animation, "trailer");
   const std::string after = changed(before, four_stars);
   EXPECT_TRUE(after.ends_with("trailer"));
-  EXPECT_EQ(platform::host::image::get_u32(after, 4, byte_order::little) + 8, after.size() - 7);
+  EXPECT_EQ(platform::host::get_u32(after, 4, byte_order::little) + 8, after.size() - 7);
   EXPECT_EQ(after.substr(12, 18 + animation.size()), vp8x(0x06, 30, 20) + animation);
   EXPECT_EQ(after.substr(12 + 18 + animation.size(), 4), "XMP ");
 }

@@ -24,7 +24,7 @@ struct memory_block {
     block = read_tiff_block({&source, 0, bytes.size()});
   }
   std::string bytes;
-  memory_source source;
+  platform::host::memory_source source;
   std::optional<tiff_block> block;
 };
 

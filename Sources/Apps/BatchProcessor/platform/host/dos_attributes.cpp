@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "platform/file_system.h"
+#include "platform/host/byte_order.h"
 #include "text/format.h"
 
 namespace platform::host {
@@ -14,18 +15,6 @@ constexpr std::uint32_t attributes_are_valid = 1;
 // Those versions that keep the attribute bits behind the flags.
 constexpr std::uint16_t first_version = 3;
 constexpr std::uint16_t last_version = 5;
-
-std::uint32_t little_endian(std::string_view bytes) {
-  std::uint32_t value = 0;
-  for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte)
-    value = (value << 8) | static_cast<unsigned char>(*byte);
-  return value;
-}
-
-void append_little_endian(std::string& out, std::uint32_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i, value >>= 8)
-    out.push_back(static_cast<char>(static_cast<unsigned char>(value & 0xff)));
-}
 
 constexpr std::size_t aligned(std::size_t offset, std::size_t to) { return (offset + to - 1) / to * to; }
 
@@ -43,22 +32,22 @@ std::optional<record> parse_record(std::string_view value) {
   const std::size_t versions = aligned(text_end + 1, 2);
   const std::size_t flags = aligned(versions + 4, 4);
   if (value.size() < flags + 8) return std::nullopt;
-  const std::uint32_t version = little_endian(value.substr(versions, 2));
+  const std::uint16_t version = get_u16(value, versions, byte_order::little);
   if (version < first_version || version > last_version) return std::nullopt;
-  if (little_endian(value.substr(versions + 2, 2)) != version) return std::nullopt;
-  return record{static_cast<std::uint16_t>(version), little_endian(value.substr(flags, 4)),
-                little_endian(value.substr(flags + 4, 4)), value.substr(flags + 8)};
+  if (get_u16(value, versions + 2, byte_order::little) != version) return std::nullopt;
+  return record{version, get_u32(value, flags, byte_order::little), get_u32(value, flags + 4, byte_order::little),
+                value.substr(flags + 8)};
 }
 
 std::string record_value(const record& record, bool with_text) {
   std::string value = with_text ? text::format("0x{:x}", record.bits) : std::string();
   value.push_back('\0');
   value.resize(aligned(value.size(), 2));
-  append_little_endian(value, record.version, 2);
-  append_little_endian(value, record.version, 2);
+  append_u16(value, record.version, byte_order::little);
+  append_u16(value, record.version, byte_order::little);
   value.resize(aligned(value.size(), 4));
-  append_little_endian(value, record.flags, 4);
-  append_little_endian(value, record.bits, 4);
+  append_u32(value, record.flags, byte_order::little);
+  append_u32(value, record.bits, byte_order::little);
   return value.append(record.rest);
 }
 

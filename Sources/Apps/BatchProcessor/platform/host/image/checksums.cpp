@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "platform/host/image/byte_order.h"
+#include "platform/host/byte_order.h"
 
 namespace platform::host::image {
 
@@ -78,7 +78,7 @@ std::string md5(std::string_view bytes) {
   std::string message(bytes);
   message.push_back('\x80');
   message.append((120 - message.size() % 64) % 64, '\0');
-  append_number<std::uint64_t>(message, std::uint64_t{bytes.size()} * 8, byte_order::little);
+  append_number(message, std::uint64_t{bytes.size()} * 8, 8, byte_order::little);
 
   md5_state state = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
   for (std::size_t at = 0; at < message.size(); at += 64)

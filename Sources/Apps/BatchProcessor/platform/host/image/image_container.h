@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_source.h"
 #include "platform/host/image/tiff_directory.h"
 #include "platform/host/image/xmp_packet.h"
 

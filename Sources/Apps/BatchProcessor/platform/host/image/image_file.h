@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_source.h"
 #include "platform/host/image/image_container.h"
 #include "platform/host/unique_descriptor.h"
 #include "platform/result.h"

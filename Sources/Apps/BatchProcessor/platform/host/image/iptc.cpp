@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "platform/host/image/byte_order.h"
+#include "platform/host/byte_order.h"
 #include "text/conversions.h"
 
 namespace platform::host::image {

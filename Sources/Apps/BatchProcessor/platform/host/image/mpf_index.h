@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/host/image/byte_order.h"
-#include "platform/host/image/byte_source.h"
+#include "platform/host/byte_order.h"
+#include "platform/host/byte_source.h"
 
 namespace platform::host::image {
 

@@ -10,9 +10,9 @@
 #include <variant>
 #include <vector>
 
+#include "platform/host/byte_order.h"
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_order.h"
-#include "platform/host/image/byte_source.h"
 
 namespace platform::host::image {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 #include "platform/host/media/edits.h"
 
 namespace platform::host::media {
@@ -65,26 +65,26 @@ bool read_objects(asf_file& file) {
   std::size_t at = header_size;
   while (at < header.size()) {
     if (header.size() - at < object_header || file.objects.size() == most_objects) return false;
-    const std::uint64_t size = read_little(header, at + 16, 8);
+    const std::uint64_t size = get_little(header, at + 16, 8);
     if (size < object_header || size > header.size() - at) return false;
     const auto content_size = size - object_header;
     file.objects.push_back(
         {std::string(header.substr(at, 16)), std::string(header.substr(at + object_header, content_size))});
     at += object_header + content_size;
   }
-  return file.objects.size() == read_little(header, 24, 4);
+  return file.objects.size() == get_little(header, 24, 4);
 }
 
 /// The number of descriptors (16 bits); for each the length of its name, the name, the type of its value, the length of
 /// that (16 each), and the value. None where they don't fill the content.
 std::optional<std::vector<descriptor>> read_descriptors(std::string_view content) {
   if (content.size() < 2) return std::nullopt;
-  const std::uint64_t count = read_little(content, 0, 2);
+  const std::uint64_t count = get_little(content, 0, 2);
   std::size_t at = 2;
   const auto number = [&]() -> std::optional<std::size_t> {
     if (content.size() - at < 2) return std::nullopt;
     at += 2;
-    return read_little(content, at - 2, 2);
+    return get_little(content, at - 2, 2);
   };
   const auto text = [&](std::optional<std::size_t> length) -> std::optional<std::string> {
     if (!length || *length > content.size() - at) return std::nullopt;
@@ -122,7 +122,7 @@ bool read_descriptions(asf_file& file) {
     if (rated && (rating->type != double_word || rating->value.size() != 4)) return false;
     if (rated && file.percent) return false;
     if (file.description && !rated) continue;
-    if (rated) file.percent = static_cast<std::uint32_t>(read_little(rating->value, 0, 4));
+    if (rated) file.percent = static_cast<std::uint32_t>(get_little(rating->value, 0, 4));
     file.description = i;
     file.descriptors = *std::move(descriptors);
   }
@@ -132,7 +132,7 @@ bool read_descriptions(asf_file& file) {
 hresult_result<asf_file> parse(byte_source& source) {
   const auto start = source.read(0, header_size);
   if (!start || !start->starts_with(header_id)) return hresult::fail;
-  const std::uint64_t size = read_little(*start, 16, 8);
+  const std::uint64_t size = get_little(*start, 16, 8);
   if (size < header_size || size > greatest_header || !start->ends_with("\x01\x02")) return hresult::fail;
   asf_file file;
   auto header = source.read(0, size);
@@ -215,7 +215,7 @@ bool correct_file_size(std::vector<asf_object>& objects, std::uint64_t before, s
   for (asf_object& object : objects) {
     if (object.id != file_id) continue;
     if (object.content.size() < 24) return false;
-    if (read_little(object.content, 16, 8) == before) object.content.replace(16, 8, little_bytes(after, 8));
+    if (get_little(object.content, 16, 8) == before) object.content.replace(16, 8, little_bytes(after, 8));
   }
   return true;
 }

@@ -5,12 +5,10 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_source.h"
 
 namespace platform::host::media {
-
-using image::byte_source;
 
 /// Adds the splice that turns `before`, which stands at `offset`, into `after`: the bytes that both start and end
 /// with are left out of it. Nothing is added where they are equal.

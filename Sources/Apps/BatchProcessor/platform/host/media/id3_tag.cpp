@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 #include "platform/host/media/edits.h"
 
 namespace platform::host::media {
@@ -89,8 +89,8 @@ bool all_zero(std::string_view bytes) { return bytes.find_first_not_of('\0') == 
 bool read_extended_header_23(id3_tag& tag) {
   const std::string_view content = tag.content;
   if (content.size() < 10) return false;
-  const auto size = read_big(content, 0, 4);
-  const std::uint64_t flags = read_big(content, 4, 2);
+  const auto size = get_big(content, 0, 4);
+  const std::uint64_t flags = get_big(content, 4, 2);
   if ((flags & 0x7fff) != 0 || size != (flags == 0 ? 6U : 10U) || content.size() < 4 + size) return false;
   tag.fixed = flags != 0;
   tag.padding_field = 6;
@@ -136,7 +136,7 @@ std::optional<frame_list> list_frames(const id3_tag& tag, std::string_view conte
     if (form == size_form::synchsafe) {
       size = read_synchsafe(content, list.end + 4);
     } else {
-      size = read_big(content, list.end + id.size(), id.size());
+      size = get_big(content, list.end + id.size(), id.size());
     }
     if (!size || *size > content.size() - list.end - header) return std::nullopt;
     list.frames.push_back({std::string(id), list.end, header + *size});
@@ -175,7 +175,7 @@ bool read_content(id3_tag& tag) {
   if (again != tag.stored) return false;
   const std::size_t padding = tag.content.size() - tag.frames_end;
   if (tag.has_footer && padding != 0) return false;
-  if (tag.padding_field && read_big(tag.content, *tag.padding_field, 4) != padding) tag.fixed = true;
+  if (tag.padding_field && get_big(tag.content, *tag.padding_field, 4) != padding) tag.fixed = true;
   return true;
 }
 
@@ -244,7 +244,7 @@ bool move_chapters(const id3_tag& tag, std::string& content, std::size_t growth)
     if (name_end == std::string::npos || data->size() - name_end - 1 < 16) return false;
     bool changed = false;
     for (const std::size_t field : {name_end + 9, name_end + 13}) {
-      const std::uint64_t offset = read_big(*data, field, 4);
+      const std::uint64_t offset = get_big(*data, field, 4);
       if (offset == greatest_of(4) || offset < tag_end) continue;
       if (offset + growth >= greatest_of(4)) return false;
       data->replace(field, 4, big_bytes(offset + growth, 4));

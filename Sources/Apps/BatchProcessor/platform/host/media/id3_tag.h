@@ -9,13 +9,11 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_source.h"
 #include "platform/property_system.h"
 
 namespace platform::host::media {
-
-using image::byte_source;
 
 struct id3_frame {
   std::string id;          ///< 3 characters in a 2.2 tag, else 4

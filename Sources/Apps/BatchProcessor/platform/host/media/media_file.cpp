@@ -104,7 +104,7 @@ hresult_result<media_file> open_media_file(const std::wstring& path, handler_acc
   const auto stamp = stamp_of(file.descriptor.get());
   if (!stamp) return hresult_from(stamp.error());
   file.stamp = *stamp;
-  file.source = std::make_unique<image::file_source>(file.descriptor.get(), file.stamp.size);
+  file.source = std::make_unique<file_source>(file.descriptor.get(), file.stamp.size);
   const auto percent = file.format->read(*file.source, access);
   if (!percent) return percent.error();
   file.percent = *percent;

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 #include "platform/host/media/id3_tag.h"
 
 namespace platform::host::media {
@@ -88,7 +88,7 @@ std::optional<std::uint64_t> audio_frame_length(std::string_view header) {
       {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},          // versions 2 and 2.5, layers II, III
   };
   static constexpr std::uint32_t sample_rates[3] = {44100, 48000, 32000};
-  const std::uint64_t bits = read_big(header, 0, 4);
+  const std::uint64_t bits = get_big(header, 0, 4);
   const auto version = bits >> 19 & 3;  // 3 is version 1, 2 is 2, 0 is 2.5
   const auto layer = 4 - (bits >> 17 & 3);
   const auto rate_index = bits >> 12 & 15;
@@ -117,7 +117,7 @@ bool starts_with_audio(byte_source& source) {
   if (!second) return false;
   if (second->starts_with("TAG") || *second == "APET") return true;
   constexpr std::uint64_t same_in_a_stream = 0xfffe0c00;  // sync, version, layer, sample rate
-  return audio_frame_length(*second) && ((read_big(*first, 0, 4) ^ read_big(*second, 0, 4)) & same_in_a_stream) == 0;
+  return audio_frame_length(*second) && ((get_big(*first, 0, 4) ^ get_big(*second, 0, 4)) & same_in_a_stream) == 0;
 }
 
 struct parsed_file {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 
 namespace platform::host::media {
 
@@ -15,7 +15,7 @@ std::optional<atom> read_atom(byte_source& source, std::uint64_t offset, std::ui
   if (end - offset < 8) return std::nullopt;
   const auto header = source.read(offset, 8);
   if (!header) return std::nullopt;
-  atom found{offset, read_big(*header, 0, 4), static_cast<std::uint32_t>(read_big(*header, 4, 4)), 8, false};
+  atom found{offset, get_big(*header, 0, 4), static_cast<std::uint32_t>(get_big(*header, 4, 4)), 8, false};
   if (found.size == 0 && end == source.size()) {
     found.to_file_end = true;
     found.size = end - offset;
@@ -23,7 +23,7 @@ std::optional<atom> read_atom(byte_source& source, std::uint64_t offset, std::ui
     const auto large = source.read(offset + 8, 8);
     if (!large) return std::nullopt;
     found.header = 16;
-    found.size = read_big(*large, 0, 8);
+    found.size = get_big(*large, 0, 8);
   }
   if (found.size < found.header || found.size > end - offset) return std::nullopt;
   return found;

@@ -8,11 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/host/image/byte_source.h"
+#include "platform/host/byte_source.h"
 
 namespace platform::host::media {
-
-using image::byte_source;
 
 struct atom {
   std::uint64_t offset = 0;

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 
 namespace platform::host::media {
 
@@ -230,7 +230,7 @@ class offset_reader {
   bool read_list(const atom& self, std::uint64_t at, std::uint8_t width) {
     const auto head = head_of(self);
     if (!head || self.content_size() < at + 4) return false;
-    const std::uint64_t count = read_big(*head, at, 4);
+    const std::uint64_t count = get_big(*head, at, 4);
     if (count * width > self.content_size() - at - 4) return false;
     if (count > 0) map_.tables.push_back({self.content() + at + 4, count, width, width});
     return true;
@@ -239,14 +239,14 @@ class offset_reader {
   bool read_saio(const atom& self) {
     const auto head = head_of(self);
     if (!head || self.content_size() < 8) return false;
-    const bool typed = (read_big(*head, 0, 4) & 1) != 0;
+    const bool typed = (get_big(*head, 0, 4) & 1) != 0;
     return read_list(self, typed ? 12 : 4, (*head)[0] == 0 ? 4 : 8);
   }
 
   bool read_tfhd(const atom& self) {
     const auto head = head_of(self);
     if (!head || self.content_size() < 8) return false;
-    const bool has_base = (read_big(*head, 0, 4) & 1) != 0;
+    const bool has_base = (get_big(*head, 0, 4) & 1) != 0;
     if (!has_base) return true;
     if (self.content_size() < 16) return false;
     offset_table base{self.content() + 8, 1, 8, 8};
@@ -261,9 +261,9 @@ class offset_reader {
     const auto head = head_of(self);
     if (!head || self.content_size() < 16) return false;
     const std::uint8_t width = (*head)[0] == 0 ? 4 : 8;
-    const std::uint64_t widths = read_big(*head, 8, 4);
+    const std::uint64_t widths = get_big(*head, 8, 4);
     const std::uint64_t stride = 2U * width + 3 + (widths >> 4 & 3) + (widths >> 2 & 3) + (widths & 3);
-    const std::uint64_t count = read_big(*head, 12, 4);
+    const std::uint64_t count = get_big(*head, 12, 4);
     if (count * stride > self.content_size() - 16) return false;
     if (count > 0) {
       map_.tables.push_back({self.content() + 16 + width, count, static_cast<std::uint32_t>(stride), width});
@@ -281,13 +281,13 @@ class offset_reader {
     const std::uint64_t entries = first + index.width + 4;
     if (self.content_size() < entries) return false;
     index.first_offset_position = self.content() + first;
-    index.first_offset = read_big(*head, first, index.width);
-    const std::uint64_t count = read_big(*head, entries - 2, 2);
+    index.first_offset = get_big(*head, first, index.width);
+    const std::uint64_t count = get_big(*head, entries - 2, 2);
     if (count * 12 > self.content_size() - entries) return false;
     const auto lengths = source_.read(self.content() + entries, count * 12);
     if (!lengths) return false;
     for (std::size_t i = 0; i < count; ++i)
-      index.length += read_big(*lengths, i * 12, 4) & 0x7fffffff;
+      index.length += get_big(*lengths, i * 12, 4) & 0x7fffffff;
     map_.indexes.push_back(index);
     return true;
   }
@@ -301,7 +301,7 @@ class offset_reader {
     for (const atom& entry : *entries) {
       const auto head = head_of(entry);
       if (!head || entry.content_size() < 4) return false;
-      if ((read_big(*head, 0, 4) & 1) == 0) map_.complete = false;
+      if ((get_big(*head, 0, 4) & 1) == 0) map_.complete = false;
     }
     return true;
   }
@@ -310,7 +310,7 @@ class offset_reader {
   bool read_meta(const atom& self) {
     const auto head = head_of(self);
     if (!head) return false;
-    const bool quicktime = self.content_size() >= 8 && read_big(*head, 4, 4) == atom_type("hdlr");
+    const bool quicktime = self.content_size() >= 8 && get_big(*head, 4, 4) == atom_type("hdlr");
     if (!quicktime && self.content_size() < 4) return false;
     const auto children = list_atoms(source_, self.content() + (quicktime ? 0 : 4), self.end());
     return children && visit(kind::meta, *children);
@@ -333,7 +333,7 @@ struct number_reader {
     good = good && width <= bytes.size() - at;
     if (!good) return 0;
     at += width;
-    return read_big(bytes, at - width, width);
+    return get_big(bytes, at - width, width);
   }
 };
 
@@ -411,7 +411,7 @@ bool move_table(byte_source& source, const offset_table& table, const displaceme
     std::string after = *before;
     bool changed = false;
     for (std::size_t i = 0; i < count; ++i) {
-      const std::uint64_t number = read_big(*before, i * table.stride, table.width);
+      const std::uint64_t number = get_big(*before, i * table.stride, table.width);
       if (number > greatest_of(8) - table.base) return false;
       const auto position = moved_position(table, number + table.base, moved);
       if (!position || *position - table.base > greatest_of(table.width)) return false;

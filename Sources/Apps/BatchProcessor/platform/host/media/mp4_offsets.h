@@ -5,13 +5,11 @@
 #include <optional>
 #include <vector>
 
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_source.h"
 #include "platform/host/media/mp4_atoms.h"
 
 namespace platform::host::media {
-
-using image::byte_source;
 
 /// Numbers at regular distances, each a position in the file.
 struct offset_table {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 #include "platform/host/media/edits.h"
 #include "platform/host/media/mp4_atoms.h"
 #include "platform/host/media/mp4_offsets.h"

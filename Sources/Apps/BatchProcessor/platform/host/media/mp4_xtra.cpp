@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/host/media/byte_order.h"
+#include "platform/host/byte_order.h"
 
 namespace platform::host::media {
 
@@ -24,18 +24,18 @@ struct entry {
 std::optional<entry> read_entry(std::string_view content, std::size_t offset) {
   const std::string_view rest = content.substr(offset);
   if (rest.size() < 12) return std::nullopt;
-  const std::uint64_t size = read_big(rest, 0, 4);
-  const std::uint64_t name_length = read_big(rest, 4, 4);
+  const std::uint64_t size = get_big(rest, 0, 4);
+  const std::uint64_t name_length = get_big(rest, 4, 4);
   if (size > rest.size() || size < 12 || name_length > size - 12) return std::nullopt;
   const auto values = 12 + name_length;
-  return entry{size, rest.substr(8, values - 12), rest.substr(values, size - values), read_big(rest, values - 4, 4)};
+  return entry{size, rest.substr(8, values - 12), rest.substr(values, size - values), get_big(rest, values - 4, 4)};
 }
 
 bool values_are_sound(const entry& entry) {
   std::size_t offset = 0;
   for (std::uint64_t i = 0; i < entry.value_count; ++i) {
     if (entry.values.size() - offset < value_header) return false;
-    const std::uint64_t size = read_big(entry.values, offset, 4);
+    const std::uint64_t size = get_big(entry.values, offset, 4);
     if (size < value_header || size > entry.values.size() - offset) return false;
     offset += size;
   }
@@ -44,8 +44,8 @@ bool values_are_sound(const entry& entry) {
 
 std::optional<std::uint32_t> rating_of(const entry& entry) {
   if (entry.value_count != 1 || entry.values.size() != value_header + 8) return std::nullopt;
-  if (read_big(entry.values, 4, 2) != unsigned_64_bits) return std::nullopt;
-  const std::uint64_t value = read_little(entry.values, value_header, 8);
+  if (get_big(entry.values, 4, 2) != unsigned_64_bits) return std::nullopt;
+  const std::uint64_t value = get_little(entry.values, value_header, 8);
   if (value > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
   return static_cast<std::uint32_t>(value);
 }

@@ -4,13 +4,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/image/byte_source.h"
 #include "platform/property_system.h"
 
 namespace platform::host::media {
-
-using image::byte_source;
 
 /// Both functions fail with hresult::fail where the structure can't be decoded.
 struct rating_format {

@@ -1,11 +1,12 @@
-#include "platform/host/image/byte_source.h"
-
-#include <unistd.h>
+#include "platform/host/byte_source.h"
 
 #include <algorithm>
 #include <cerrno>
 
-namespace platform::host::image {
+#include "platform/host/errno_codes.h"
+#include "platform/host/file_bytes.h"
+
+namespace platform::host {
 
 namespace {
 
@@ -13,25 +14,16 @@ namespace {
 constexpr std::uint64_t first_read_size = std::uint64_t{16} << 10;
 constexpr std::uint64_t later_read_size = 512;
 
-bool read_fully(int descriptor, std::uint64_t offset, std::string& bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t got =
-        ::pread(descriptor, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    done += static_cast<std::size_t>(got);
-  }
-  return true;
-}
-
 }  // namespace
 
 bool file_source::fill(std::uint64_t offset, std::uint64_t count) {
   const std::uint64_t wanted = std::max(count, offset == 0 ? first_read_size : later_read_size);
   buffer_.resize(std::min(wanted, size_ - offset));
   buffer_offset_ = offset;
-  if (read_fully(descriptor_, offset, buffer_)) return true;
+  errno = 0;
+  if (read_at(descriptor_, offset, buffer_) == buffer_.size()) return true;
+  // Shorter than it was when it was opened: someone is changing it.
+  failure_ = errno == 0 ? win32_error::sharing_violation : error_from_errno(errno, data_direction::reading);
   buffer_.clear();
   return false;
 }
@@ -49,4 +41,4 @@ std::optional<std::string> memory_source::read(std::uint64_t offset, std::uint64
   return std::string(bytes_.substr(offset, count));
 }
 
-}  // namespace platform::host::image
+}  // namespace platform::host

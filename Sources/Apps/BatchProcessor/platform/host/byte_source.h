@@ -6,7 +6,9 @@
 #include <string>
 #include <string_view>
 
-namespace platform::host::image {
+#include "platform/errors.h"
+
+namespace platform::host {
 
 class byte_source {
  public:
@@ -25,6 +27,10 @@ class file_source final : public byte_source {
   [[nodiscard]] std::uint64_t size() const override { return size_; }
   [[nodiscard]] std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) override;
 
+  /// Of the last read that the file failed, success if none did; sharing_violation where it has become shorter. Tells
+  /// what can't be read from what can't be understood.
+  [[nodiscard]] win32_error failure() const { return failure_; }
+
  private:
   [[nodiscard]] bool fill(std::uint64_t offset, std::uint64_t count);
 
@@ -32,6 +38,7 @@ class file_source final : public byte_source {
   std::uint64_t size_;
   std::string buffer_;
   std::uint64_t buffer_offset_ = 0;
+  win32_error failure_ = win32_error::success;
 };
 
 /// Reads bytes that outlive it.
@@ -58,4 +65,4 @@ struct byte_range {
   }
 };
 
-}  // namespace platform::host::image
+}  // namespace platform::host
