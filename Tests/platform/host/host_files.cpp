@@ -1,5 +1,6 @@
 #include "platform/host/host_files.h"
 
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 
@@ -10,6 +11,7 @@
 #include <iterator>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 namespace host_test {
 
@@ -31,6 +33,15 @@ std::vector<std::string> temporary_folder::names() const {
     found.push_back(entry.path().filename());
   std::ranges::sort(found);
   return found;
+}
+
+small_file_system::small_file_system(std::string place, const std::string& size) : place_(std::move(place)) {
+  std::filesystem::create_directory(place_);
+  made_ = ::mount("none", place_.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+}
+
+small_file_system::~small_file_system() {
+  if (made_ && ::umount2(place_.c_str(), MNT_DETACH) != 0) std::abort();
 }
 
 void put(const std::string& path, std::string_view bytes) {

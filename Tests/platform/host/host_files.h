@@ -31,6 +31,21 @@ class temporary_folder {
   std::filesystem::path folder_;
 };
 
+/// A file system of `size` ("64k") for a scope; `made()` is false where this process may not mount.
+class small_file_system {
+ public:
+  small_file_system(std::string place, const std::string& size);
+  small_file_system(const small_file_system&) = delete;
+  small_file_system& operator=(const small_file_system&) = delete;
+  ~small_file_system();
+
+  [[nodiscard]] bool made() const { return made_; }
+
+ private:
+  std::string place_;
+  bool made_ = false;
+};
+
 /// Creates or overwrites in place.
 void put(const std::string& path, std::string_view bytes);
 [[nodiscard]] std::string content(const std::string& path);

@@ -1,11 +1,18 @@
 #include "platform/host/image/image_property_store.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include "platform/host/host_files.h"
 #include "platform/host/image/image_bytes.h"
+#include "platform/host/imaging.h"
+#include "platform/host/unique_descriptor.h"
 #include "platform/property_keys.h"
 #include "text/conversions.h"
 
@@ -44,6 +51,12 @@ class image_property_store : public testing::Test {
     ASSERT_TRUE(store);
     ASSERT_EQ(store->set(key, value), hresult::ok);
     ASSERT_EQ(store->commit(), hresult::ok);
+  }
+
+  static void touch(const std::string& path) { ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), nullptr, 0), 0); }
+  static bool is_locked(const std::string& path) {
+    const host::unique_descriptor other(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    return ::flock(other.get(), LOCK_EX | LOCK_NB) != 0;
   }
 
   const property_value four_stars_ = std::uint32_t{75};
@@ -147,6 +160,151 @@ TEST_F(image_property_store, a_file_that_changed_since_the_set_is_a_sharing_viol
   EXPECT_EQ(store->commit(), hresult::ok);
   EXPECT_EQ(stored(path, rating_key), four_stars_);
   EXPECT_NE(content(path).find("edited meanwhile"), std::string::npos);
+}
+
+TEST_F(image_property_store, tags_that_someone_else_added_since_they_were_read_are_never_overwritten) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  ASSERT_EQ(*store->get(keywords_key), property_value());
+  ASSERT_EQ(store->set(keywords_key, two_tags_), hresult::ok);
+  const std::string newer = jpeg(xmp_segment(packet(description("", bag("dc:subject", {"of another program"})))));
+  put(path, newer);
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  }
+  EXPECT_EQ(content(path), newer);
+}
+
+TEST_F(image_property_store, a_rating_that_someone_else_gave_since_it_was_read_is_never_overwritten) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  ASSERT_EQ(store->set(rating_key, four_stars_), hresult::ok);
+  const std::string newer = jpeg(xmp_segment(packet(description(" xmp:Rating=\"2\""))));
+  put(path, newer);
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  }
+  EXPECT_EQ(content(path), newer);
+}
+
+TEST_F(image_property_store, what_someone_else_changed_beside_the_value_is_kept_by_the_next_commit) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  ASSERT_EQ(*store->get(keywords_key), property_value());
+  ASSERT_EQ(store->set(keywords_key, two_tags_), hresult::ok);
+  put(path, jpeg(xmp_segment(packet(description(" xmp:Rating=\"4\"")))));
+  EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(stored(path, rating_key), four_stars_);
+  EXPECT_EQ(stored(path, keywords_key), two_tags_);
+}
+
+TEST_F(image_property_store, a_file_touched_since_the_open_is_read_again_by_the_second_set) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  touch(path);
+  EXPECT_EQ(store->set(rating_key, four_stars_), hresult::sharing_violation);
+  EXPECT_EQ(store->set(rating_key, four_stars_), hresult::ok);
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(stored(path, rating_key), four_stars_);
+}
+
+// A set that failed would send the caller on to change the XMP alone, with a list that lacks the other one's tag.
+TEST_F(image_property_store, tags_added_between_the_read_and_the_set_are_told_by_the_commit) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  ASSERT_EQ(*store->get(keywords_key), property_value());
+  const std::string newer = jpeg(xmp_segment(packet(description("", bag("dc:subject", {"of another program"})))));
+  put(path, newer);
+  EXPECT_EQ(store->set(keywords_key, two_tags_), hresult::sharing_violation);
+  EXPECT_EQ(store->set(keywords_key, two_tags_), hresult::ok);
+  EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  EXPECT_EQ(content(path), newer);
+}
+
+TEST_F(image_property_store, a_second_writer_waits_and_then_meets_a_sharing_violation) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  EXPECT_EQ(open_store(path, handler_access::read_write).error(), hresult::sharing_violation);
+  EXPECT_TRUE(open_store(path, handler_access::read));
+}
+
+TEST_F(image_property_store, a_second_writer_gets_the_file_when_the_first_is_done) {
+  const std::string path = file("a.jpg", image_);
+  auto first = writable(path);
+  std::thread later([&first] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    first.reset();
+  });
+  EXPECT_TRUE(open_store(path, handler_access::read_write));
+  later.join();
+}
+
+TEST_F(image_property_store, the_file_is_locked_from_the_open_to_the_commit) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  EXPECT_TRUE(is_locked(path));
+  ASSERT_EQ(store->set(rating_key, four_stars_), hresult::ok);
+  EXPECT_TRUE(is_locked(path));
+  ASSERT_EQ(store->commit(), hresult::ok);
+  EXPECT_FALSE(is_locked(path));
+}
+
+TEST_F(image_property_store, a_failed_set_leaves_the_file_to_the_other_ways_to_change_it) {
+  const std::string path = file("a.jpg", jpeg(xmp_segment(packet(description(" xmp:Rating=\"1\"")))));
+  const auto store = writable(path);
+  ASSERT_EQ(store->set(keywords_key, wide_strings(3000, L"a keyword of some length")),
+            hresult::imaging_too_much_metadata);
+  EXPECT_FALSE(is_locked(path));
+  auto decoder = host::imaging_instance().open(text::wide_from_utf8(path));
+  ASSERT_TRUE(decoder);
+  auto encoder = (*decoder)->frame_encoder();
+  ASSERT_EQ((*encoder)->set(L"/xmp/xmp:Rating", std::uint32_t{4}), hresult::ok);
+  EXPECT_EQ((*encoder)->commit(), hresult::ok);
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(stored(path, rating_key), four_stars_);
+}
+
+TEST_F(image_property_store, a_read_only_file_is_read_and_not_written) {
+  const std::string path = file("a.jpg", image_);
+  ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+  EXPECT_TRUE(open_store(path, handler_access::read));
+  EXPECT_EQ(open_store(path, handler_access::read_write).error(), hresult::access_denied);
+  EXPECT_EQ(host::imaging_instance().open(text::wide_from_utf8(path)).error(), hresult::access_denied);
+}
+
+TEST_F(image_property_store, one_made_read_only_since_the_open_is_not_read_again_for_a_change) {
+  const std::string path = file("a.jpg", image_);
+  const auto store = writable(path);
+  ASSERT_EQ(store->set(rating_key, four_stars_), hresult::ok);
+  touch(path);
+  ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+  EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  EXPECT_EQ(content(path), image_);
+}
+
+TEST_F(image_property_store, a_full_disk_is_met_by_the_set_and_leaves_the_file) {
+  const host_test::small_file_system disk(folder_.path("disk"), "64k");
+  if (!disk.made()) GTEST_SKIP() << "this process may not mount a small file system";
+  const std::string path = folder_.path("disk/a.jpg");
+  const std::string bytes = jpeg(jfif(), host_test::noise(40000, 1));
+  put(path, bytes);
+  const auto store = writable(path);
+  EXPECT_EQ(store->set(rating_key, four_stars_), hresult::storage_medium_full);
+  EXPECT_EQ(*store->get(rating_key), property_value());
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(content(path), bytes);
+}
+
+// The kernel's own files claim a page and give less: as a file does that someone cuts short while it is read.
+TEST_F(image_property_store, bytes_that_cannot_be_read_are_told_from_bytes_that_make_no_sense) {
+  const char* const short_file = "/sys/kernel/mm/transparent_hugepage/enabled";
+  if (!std::filesystem::exists(short_file)) GTEST_SKIP() << "this system has no such file";
+  for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp"}) {
+    ASSERT_EQ(::symlink(short_file, folder_.path(name).c_str()), 0);
+    EXPECT_EQ(open_store(folder_.path(name), handler_access::read).error(), hresult::sharing_violation) << name;
+  }
 }
 
 TEST_F(image_property_store, a_symbolic_link_stays_one) {

@@ -1,11 +1,11 @@
 #include "platform/host/media/media_property_store.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
+#include "platform/host/host_files.h"
 #include "platform/property_keys.h"
 #include "support/media/containers.h"
 #include "support/media/tools.h"
@@ -196,7 +196,7 @@ TEST_F(media_property_store, other_properties_are_not_supported) {
 TEST_F(media_property_store, a_value_of_another_type_is_refused) {
   const auto store = opened(wide_movie, handler_access::read_write);
   EXPECT_EQ(store->set(rating_key, std::wstring(L"4")), hresult::invalid_argument);
-  EXPECT_EQ(store->set(rating_key, std::int32_t{75}), hresult::invalid_argument);
+  EXPECT_EQ(store->set(rating_key, std::int32_t{-1}), hresult::invalid_argument);
   EXPECT_EQ(store->set(rating_key, std::vector<std::wstring>()), hresult::invalid_argument);
 }
 
@@ -294,6 +294,59 @@ TEST_F(media_property_store, a_commit_after_someone_else_changed_the_file_reads_
   EXPECT_NE(read_file(movie).find("other sound"), std::string::npos);
 }
 
+TEST_F(media_property_store, a_rating_that_someone_else_gave_since_it_was_read_is_never_overwritten) {
+  const auto store = opened(wide_movie, handler_access::read_write);
+  EXPECT_EQ(store->set(rating_key, four_stars), hresult::ok);
+  write_file(folder.file("new.mp4"), plain_movie());
+  {
+    const auto other = opened(folder.wide_file("new.mp4"), handler_access::read_write);
+    EXPECT_EQ(other->set(rating_key, std::uint32_t{25}), hresult::ok);
+    EXPECT_EQ(other->commit(), hresult::ok);
+  }
+  ASSERT_EQ(::rename(folder.file("new.mp4").c_str(), movie.c_str()), 0);
+  for (int attempt = 0; attempt < 3; ++attempt)
+    EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  EXPECT_EQ(rating_in(wide_movie), property_value(std::uint32_t{25}));
+}
+
+TEST_F(media_property_store, a_file_touched_since_the_open_is_read_again_by_the_second_set) {
+  const auto store = opened(wide_movie, handler_access::read_write);
+  ASSERT_EQ(::utimensat(AT_FDCWD, movie.c_str(), nullptr, 0), 0);
+  EXPECT_EQ(store->set(rating_key, four_stars), hresult::sharing_violation);
+  EXPECT_EQ(store->set(rating_key, four_stars), hresult::ok);
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(rating_in(wide_movie), four_stars);
+}
+
+TEST_F(media_property_store, tags_and_a_rating_that_wait_for_a_commit_survive_a_touch) {
+  const property_value tags = std::vector<std::wstring>{L"a"};
+  const auto store = opened(wide_movie, handler_access::read_write);
+  EXPECT_EQ(store->set(keywords_key, tags), hresult::ok);
+  EXPECT_EQ(store->set(rating_key, four_stars), hresult::ok);
+  ASSERT_EQ(::utimensat(AT_FDCWD, movie.c_str(), nullptr, 0), 0);
+  EXPECT_EQ(store->commit(), hresult::storage_sharing_violation);
+  EXPECT_EQ(store->commit(), hresult::ok);
+  EXPECT_EQ(rating_in(wide_movie), four_stars);
+  EXPECT_EQ(*opened(wide_movie, handler_access::read)->get(keywords_key), tags);
+}
+
+TEST_F(media_property_store, a_failed_set_leaves_the_file_to_the_other_ways_to_change_it) {
+  write_file(movie, mp4_ftyp() + mp4_atom("moov", mp4_atom("mvhd", zeros(100))) + mp4_atom("abcd", zeros(8)));
+  const auto store = opened(wide_movie, handler_access::read_write);
+  EXPECT_EQ(*store->get(keywords_key), property_value());
+  EXPECT_EQ(store->set(rating_key, four_stars), hresult::imaging_property_not_supported);
+  EXPECT_TRUE(opened(wide_movie, handler_access::read_write));
+}
+
+TEST_F(media_property_store, bytes_that_can_not_be_read_are_told_from_bytes_that_make_no_sense) {
+  const char* const short_file = "/sys/kernel/mm/transparent_hugepage/enabled";
+  if (!std::filesystem::exists(short_file)) GTEST_SKIP() << "this system has no such file";
+  for (const char* name : {"b.mp3", "b.mp4", "b.wma"}) {
+    ASSERT_EQ(::symlink(short_file, folder.file(name).c_str()), 0);
+    EXPECT_EQ(open_code(folder.wide_file(name), handler_access::read), hresult::sharing_violation) << name;
+  }
+}
+
 /// Takes the rights of root from this process for a scope, where it has them.
 class without_privileges {
  public:
@@ -329,27 +382,8 @@ TEST_F(media_property_store, a_file_of_another_user_is_read_and_not_written) {
   EXPECT_EQ(open_code(wide_movie, handler_access::read_write), hresult::access_denied);
 }
 
-/// A small file system for a scope; `made()` is false where this process may not mount.
-class small_file_system {
- public:
-  explicit small_file_system(std::string place) : place_(std::move(place)) {
-    std::filesystem::create_directory(place_);
-    made_ = ::mount("none", place_.c_str(), "tmpfs", 0, "size=64k") == 0;
-  }
-  small_file_system(const small_file_system&) = delete;
-  small_file_system& operator=(const small_file_system&) = delete;
-  ~small_file_system() {
-    if (made_ && ::umount2(place_.c_str(), MNT_DETACH) != 0) std::abort();
-  }
-  [[nodiscard]] bool made() const { return made_; }
-
- private:
-  std::string place_;
-  bool made_ = false;
-};
-
 TEST_F(media_property_store, a_full_disk_is_met_by_the_set) {
-  const small_file_system disk(folder.file("disk"));
+  const host_test::small_file_system disk(folder.file("disk"), "64k");
   if (!disk.made()) GTEST_SKIP() << "this process may not mount a small file system";
   const std::string file = plain_movie() + mp4_atom("free", zeros(8)) + mp4_atom("mdat", std::string(40000, 's'));
   write_file(folder.file("disk/a.mp4"), file);

@@ -66,11 +66,11 @@ class xmp_encoder final : public metadata_encoder {
 
   // Reads the file again: an encoder of the same image may have changed it.
   hresult commit() override {
-    const hresult_result<image_file> file = image::open_image_file(path_, image::file_access::read_write);
-    if (!file) return file.error();
-    const std::optional<edit_plan> plan = image::plan_xmp_in_place(*file->container, changes_);
+    const hresult_result<image_file> image = image::open_image_file(path_, handler_access::read_write);
+    if (!image) return image.error();
+    const std::optional<edit_plan> plan = image::plan_xmp_in_place(*image->container, changes_);
     if (!plan) return hresult::imaging_too_much_metadata;
-    const win32_result<std::unique_ptr<file_rewrite>> rewrite = file->prepare(*plan);
+    const win32_result<std::unique_ptr<file_rewrite>> rewrite = image->file.prepare(*plan);
     if (!rewrite) return hresult_from(rewrite.error());
     return *rewrite ? hresult_from((*rewrite)->commit()) : hresult::ok;
   }
@@ -98,9 +98,9 @@ class xmp_decoder final : public image_decoder {
 class host_imaging final : public imaging {
  public:
   hresult_result<std::unique_ptr<image_decoder>> open(const std::wstring& path) override {
-    const hresult_result<image_file> file = image::open_image_file(path, image::file_access::read_write);
-    if (!file) return file.error();
-    return std::unique_ptr<image_decoder>(std::make_unique<xmp_decoder>(path, file->container->kind()));
+    const hresult_result<image_file> image = image::open_image_file(path, handler_access::read_write);
+    if (!image) return image.error();
+    return std::unique_ptr<image_decoder>(std::make_unique<xmp_decoder>(path, image->container->kind()));
   }
 };
 

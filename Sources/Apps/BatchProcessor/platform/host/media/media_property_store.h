@@ -11,13 +11,11 @@ namespace platform::host {
 /// Whether the path has an extension of a type with this handler: .mp3 .mp4 .m4v .mov .wma .wmv.
 [[nodiscard]] bool has_media_handler(const std::wstring& path);
 
-/// The store has rating_key (VT_UI4, percent), in the file's own format, and keywords_key, beside the content in the
-/// file's property sets; every other property is empty and not supported on writing.
-/// hresult::fail for a file whose structure can't be understood, or can't be changed, and for what is no file.
-/// sharing_violation while another store has the file open for writing. A set works out the whole change and takes the
-/// disk space for it: storage_medium_full where there is none, imaging_property_not_supported where this file has no
-/// place for a rating, invalid_argument for a value that the type can't hold. A failed commit reports
-/// storage_sharing_violation, whatever the reason; a further one reads the file anew.
+/// A content store (content_store.h) of rating_key (VT_UI4, percent), in the file's own format, and keywords_key,
+/// beside the content in the file's property sets; every other property is empty and not supported on writing.
+/// hresult::fail for a file whose structure can't be understood, or can't be changed, and for what is no file. A set
+/// fails with imaging_property_not_supported where this file has no place for a rating, and with invalid_argument for a
+/// value that the type can't hold.
 [[nodiscard]] hresult_result<std::unique_ptr<property_store>> open_media_store(const std::wstring& path,
                                                                                handler_access access);
 
