@@ -154,6 +154,91 @@ TEST(tiff_directory, bytes_that_another_field_shares_are_left_alone) {
   EXPECT_EQ(value(after, keywords_tag), "other");
 }
 
+// Keywords whose ten bytes are also what the other fields describe. `tiff` stores four bytes in the entry itself.
+std::string with_keywords_over(std::vector<field> fields, std::size_t shared_at, std::uint32_t next = 0,
+                               std::string_view rest = "0123456789abcdefghijklmnopqrstuvwxyz") {
+  fields.push_back({keywords_tag, 1, 10, u32_bytes(static_cast<std::uint32_t>(shared_at), byte_order::little)});
+  return tiff(byte_order::little, fields, rest, next);
+}
+
+void expect_bytes_kept(const std::string& block, std::size_t begin) {
+  for (const tiff_growth growth : {tiff_growth::at_end, tiff_growth::none}) {
+    for (const std::vector<tiff_change>& changes :
+         {std::vector<tiff_change>{{tiff_tag::keywords, "new words"s}}, {{tiff_tag::keywords, {}}}}) {
+      const std::string after = edited(block, changes, growth);
+      ASSERT_GE(after.size(), block.size()) << after;
+      EXPECT_EQ(after.substr(begin, block.size() - begin), block.substr(begin));
+    }
+  }
+}
+
+TEST(tiff_directory, image_data_that_a_field_overlaps_is_left_alone) {
+  for (const auto& [offsets, sizes] :
+       {std::pair<std::uint16_t, std::uint16_t>{273, 279}, {324, 325}, {513, 514}, {288, 289}}) {
+    const std::size_t data = 8 + 2 + 3 * 12 + 4;
+    const field at = {offsets, 4, 1, u32_bytes(static_cast<std::uint32_t>(data), byte_order::little)};
+    expect_bytes_kept(with_keywords_over({at, short_field(sizes, 30, byte_order::little)}, data + 20), data);
+  }
+}
+
+TEST(tiff_directory, several_strips_that_a_field_overlaps_are_left_alone) {
+  const std::size_t values = 8 + 2 + 3 * 12 + 4;
+  const auto strip = [values](std::size_t at) {
+    return u32_bytes(static_cast<std::uint32_t>(values + 16 + at), byte_order::little);
+  };
+  const field offsets = {273, 4, 2, strip(0) + strip(18)};
+  const field sizes = {279, 4, 2, u32_bytes(18, byte_order::little) + u32_bytes(18, byte_order::little)};
+  expect_bytes_kept(with_keywords_over({offsets, sizes}, values + 16 + 20), values + 16);
+}
+
+TEST(tiff_directory, image_data_of_unknown_size_keeps_every_field_in_its_place) {
+  const std::size_t data = 8 + 2 + 2 * 12 + 4;
+  const field at = {273, 4, 1, u32_bytes(static_cast<std::uint32_t>(data), byte_order::little)};
+  expect_bytes_kept(with_keywords_over({at}, data + 20), data);
+}
+
+TEST(tiff_directory, directories_behind_and_below_that_a_field_overlaps_are_left_alone) {
+  const auto directory = [](std::uint16_t tag, std::uint32_t target) {
+    return u16_bytes(1, byte_order::little) + u16_bytes(tag, byte_order::little) + u16_bytes(4, byte_order::little) +
+           u32_bytes(1, byte_order::little) + u32_bytes(target, byte_order::little) + u32_bytes(0, byte_order::little);
+  };
+  const auto number = [](std::size_t value) {
+    return u32_bytes(static_cast<std::uint32_t>(value), byte_order::little);
+  };
+  // Of a directory behind the first one, the one that it links to in turn.
+  {
+    const std::size_t second = 8 + 2 + 12 + 4;
+    std::string rest = directory(0x100, 1);
+    rest.replace(14, 4, number(second + 18));
+    rest += directory(0x101, 1);
+    expect_bytes_kept(with_keywords_over({}, second + 20, static_cast<std::uint32_t>(second), rest), second);
+  }
+  // Below it: Exif with interoperability, GPS, sub-images.
+  for (const std::uint16_t tag : {std::uint16_t{0x8769}, std::uint16_t{0x8825}, std::uint16_t{330}}) {
+    const std::size_t below = 8 + 2 + 2 * 12 + 4;
+    const std::string rest = directory(0xa005, static_cast<std::uint32_t>(below + 18)) + directory(1, 1);
+    expect_bytes_kept(with_keywords_over({{tag, 4, 1, number(below)}}, below + 20, 0, rest), below);
+  }
+}
+
+TEST(tiff_directory, directories_that_link_in_a_circle_are_looked_at_once) {
+  const std::string block = with_keywords_over({}, 8 + 2 + 12 + 4, 8);
+  EXPECT_EQ(value(edited(block, {{tiff_tag::keywords, "new words"s}}), keywords_tag), "new words");
+}
+
+TEST(tiff_directory, padding_that_overlaps_image_data_is_no_room) {
+  const std::size_t data = 8 + 2 + 3 * 12 + 4;
+  const std::string block =
+      tiff(byte_order::little,
+           {{273, 4, 1, u32_bytes(static_cast<std::uint32_t>(data), byte_order::little)},
+            {279, 4, 1, u32_bytes(300, byte_order::little)},
+            {padding_tag, 7, 200, u32_bytes(static_cast<std::uint32_t>(data + 50), byte_order::little)}},
+           std::string(300, 'p'));
+  const std::string rated = edited(block, four_stars);
+  EXPECT_EQ(number(rated, tiff_tag::rating), 4U);
+  EXPECT_EQ(rated.substr(data, 300), std::string(300, 'p'));
+}
+
 TEST(tiff_directory, a_padding_field_of_another_program_serves_as_room) {
   const std::string block =
       tiff(byte_order::little,

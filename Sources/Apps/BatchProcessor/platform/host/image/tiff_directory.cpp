@@ -26,29 +26,6 @@ std::optional<byte_order> order_of(std::string_view header) {
   return std::nullopt;
 }
 
-std::optional<tiff_directory> read_directory(const byte_range& range) {
-  const std::optional<std::string> header = range.read(0, 8);
-  if (!header) return std::nullopt;
-  const std::optional<byte_order> order = order_of(*header);
-  if (!order) return std::nullopt;
-  tiff_directory directory;
-  directory.order = *order;
-  directory.offset = get_u32(*header, 4, *order);
-  if (directory.offset < 8) return std::nullopt;
-  const std::optional<std::string> count_bytes = range.read(directory.offset, 2);
-  if (!count_bytes) return std::nullopt;
-  const std::size_t count = get_u16(*count_bytes, 0, *order);
-  const std::optional<std::string> bytes = range.read(std::uint64_t{directory.offset} + 2, count * entry_size + 4);
-  if (!bytes) return std::nullopt;
-  directory.entries.reserve(count);
-  for (std::size_t at = 0; at < count * entry_size; at += entry_size) {
-    directory.entries.push_back({get_u16(*bytes, at, *order), get_u16(*bytes, at + 2, *order),
-                                 get_u32(*bytes, at + 4, *order), bytes->substr(at + 8, 4)});
-  }
-  directory.next = get_u32(*bytes, count * entry_size, *order);
-  return directory;
-}
-
 bool is_readable(const tiff_block& block, tiff_tag tag) {
   const std::vector<tiff_entry>& entries = block.directory.entries;
   const auto has_tag = [tag](const tiff_entry& entry) { return entry.tag == static_cast<std::uint16_t>(tag); };
@@ -68,8 +45,32 @@ const tiff_entry* tiff_directory::find(tiff_tag tag) const {
   return found == entries.end() ? nullptr : &*found;
 }
 
+std::optional<tiff_directory> read_tiff_directory(const byte_range& range, byte_order order, std::uint32_t offset) {
+  tiff_directory directory;
+  directory.order = order;
+  directory.offset = offset;
+  const std::optional<std::string> count_bytes = range.read(offset, 2);
+  if (!count_bytes) return std::nullopt;
+  const std::size_t count = get_u16(*count_bytes, 0, order);
+  const std::optional<std::string> bytes = range.read(std::uint64_t{offset} + 2, count * entry_size + 4);
+  if (!bytes) return std::nullopt;
+  directory.entries.reserve(count);
+  for (std::size_t at = 0; at < count * entry_size; at += entry_size) {
+    directory.entries.push_back({get_u16(*bytes, at, order), get_u16(*bytes, at + 2, order),
+                                 get_u32(*bytes, at + 4, order), bytes->substr(at + 8, 4)});
+  }
+  directory.next = get_u32(*bytes, count * entry_size, order);
+  return directory;
+}
+
 std::optional<tiff_block> read_tiff_block(const byte_range& range) {
-  std::optional<tiff_directory> directory = read_directory(range);
+  const std::optional<std::string> header = range.read(0, 8);
+  if (!header) return std::nullopt;
+  const std::optional<byte_order> order = order_of(*header);
+  if (!order) return std::nullopt;
+  const std::uint32_t offset = get_u32(*header, 4, *order);
+  if (offset < 8) return std::nullopt;
+  std::optional<tiff_directory> directory = read_tiff_directory(range, *order, offset);
   if (!directory) return std::nullopt;
   tiff_block block{range, std::move(*directory)};
   const bool readable =
@@ -78,6 +79,8 @@ std::optional<tiff_block> read_tiff_block(const byte_range& range) {
   return block;
 }
 
+bool tiff_type_is_known(std::uint16_t type) { return type_size(type) != 0; }
+
 std::optional<tiff_area> tiff_value_area(const tiff_directory& directory, const tiff_entry& entry) {
   const std::uint64_t size = value_size(entry);
   if (size <= 4) return std::nullopt;
@@ -85,11 +88,12 @@ std::optional<tiff_area> tiff_value_area(const tiff_directory& directory, const 
   return tiff_area{begin, begin + size};
 }
 
-std::optional<std::string> tiff_value(const tiff_block& block, const tiff_entry& entry) {
-  if (type_size(entry.type) == 0 || value_size(entry) > largest_value) return std::nullopt;
-  const std::optional<tiff_area> area = tiff_value_area(block.directory, entry);
+std::optional<std::string> tiff_value(const byte_range& range, const tiff_directory& directory,
+                                      const tiff_entry& entry) {
+  if (!tiff_type_is_known(entry.type) || value_size(entry) > largest_value) return std::nullopt;
+  const std::optional<tiff_area> area = tiff_value_area(directory, entry);
   if (!area) return entry.value.substr(0, value_size(entry));
-  return block.range.read(area->begin, area->end - area->begin);
+  return range.read(area->begin, area->end - area->begin);
 }
 
 std::optional<std::uint32_t> tiff_number(const tiff_block& block, tiff_tag tag) {

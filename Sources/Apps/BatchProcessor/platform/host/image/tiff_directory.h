@@ -27,7 +27,14 @@ enum class tiff_tag : std::uint16_t {
   mp_entry = 0xb002,        ///< the images of a multi-picture file
 };
 
-enum class tiff_type : std::uint16_t { byte = 1, ascii = 2, unsigned_short = 3, unsigned_long = 4, undefined = 7 };
+enum class tiff_type : std::uint16_t {
+  byte = 1,
+  ascii = 2,
+  unsigned_short = 3,
+  unsigned_long = 4,
+  undefined = 7,
+  directory = 13
+};
 
 struct tiff_entry {
   std::uint16_t tag = 0;
@@ -57,11 +64,22 @@ struct tiff_block {
 /// beyond the block, or where such a field is there twice.
 [[nodiscard]] std::optional<tiff_block> read_tiff_block(const byte_range& range);
 
+/// The directory at an offset of the block; nothing where it reaches beyond the block.
+[[nodiscard]] std::optional<tiff_directory> read_tiff_directory(const byte_range& range, byte_order order,
+                                                                std::uint32_t offset);
+
 /// The bytes of an entry's value, in the block's order; nothing for unknown types and values beyond the block.
-[[nodiscard]] std::optional<std::string> tiff_value(const tiff_block& block, const tiff_entry& entry);
+[[nodiscard]] std::optional<std::string> tiff_value(const byte_range& range, const tiff_directory& directory,
+                                                    const tiff_entry& entry);
+[[nodiscard]] inline std::optional<std::string> tiff_value(const tiff_block& block, const tiff_entry& entry) {
+  return tiff_value(block.range, block.directory, entry);
+}
 
 /// The number in an entry of one BYTE, SHORT or LONG.
 [[nodiscard]] std::optional<std::uint32_t> tiff_number(const tiff_block& block, tiff_tag tag);
+
+/// Whether the type is one whose values have a known size.
+[[nodiscard]] bool tiff_type_is_known(std::uint16_t type);
 
 /// Where an entry's value stands if that is outside of the entry; nothing otherwise, or for an unknown type.
 struct tiff_area {

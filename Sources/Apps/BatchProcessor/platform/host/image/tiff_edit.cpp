@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/host/image/tiff_directory.h"
+#include "platform/host/image/tiff_usage.h"
 
 namespace platform::host::image {
 
@@ -17,12 +18,8 @@ namespace {
 constexpr std::uint64_t room_sizes[] = {2048, 512, 0};  // tried in turn
 constexpr std::uint64_t smallest_room = 8;              // below that its entry would hold the value itself
 constexpr std::string_view room_signature = "\x1c\xea";
-constexpr std::uint16_t exif_directory_tag = 0x8769;
-constexpr std::uint16_t gps_directory_tag = 0x8825;
 
 constexpr std::uint64_t even(std::uint64_t offset) { return offset + offset % 2; }
-
-bool overlap(const tiff_area& a, const tiff_area& b) { return a.begin < b.end && b.begin < a.end; }
 
 // XMP and IPTC of a TIFF file have room of their own, or are too large for the common one.
 bool has_own_place(tiff_tag tag) { return tag != tiff_tag::keywords; }
@@ -59,8 +56,9 @@ enum class new_values { placed, dropped };
 
 class directory_editor {
  public:
-  directory_editor(const tiff_block& block, new_values mode)
+  directory_editor(const tiff_block& block, tiff_usage& usage, new_values mode)
       : block_(block),
+        usage_(usage),
         order_(block.directory.order),
         mode_(mode),
         entries_(block.directory.entries),
@@ -80,8 +78,6 @@ class directory_editor {
 
   [[nodiscard]] std::uint64_t end_of_block() const { return block_.range.size + appended_.size(); }
   [[nodiscard]] std::optional<tiff_area> find_room() const;
-  [[nodiscard]] bool is_exclusive(const tiff_area& area, std::uint16_t tag) const;
-  [[nodiscard]] std::optional<tiff_area> directory_at(std::uint64_t offset) const;
 
   [[nodiscard]] entry_iterator find(std::uint16_t tag) {
     return std::find_if(entries_.begin(), entries_.end(), [tag](const tiff_entry& entry) { return entry.tag == tag; });
@@ -97,6 +93,7 @@ class directory_editor {
   void set_room_entry(const tiff_area& room);
 
   const tiff_block& block_;
+  tiff_usage& usage_;
   byte_order order_;
   new_values mode_;
   std::vector<tiff_entry> entries_;
@@ -111,37 +108,9 @@ std::optional<tiff_area> directory_editor::find_room() const {
   const tiff_entry* entry = block_.directory.find(tiff_tag::padding);
   if (entry == nullptr || entry->type != static_cast<std::uint16_t>(tiff_type::undefined)) return std::nullopt;
   const std::optional<tiff_area> area = tiff_value_area(block_.directory, *entry);
-  if (!area || area->end - area->begin < smallest_room || !is_exclusive(*area, entry->tag)) return std::nullopt;
+  if (!area || area->end - area->begin < smallest_room || !usage_.is_value_alone(*area, entry->tag))
+    return std::nullopt;
   return area;
-}
-
-// The directory at an offset, as far as it is inside of the block.
-std::optional<tiff_area> directory_editor::directory_at(std::uint64_t offset) const {
-  if (offset == 0) return std::nullopt;
-  const std::optional<std::string> count = block_.range.read(offset, 2);
-  if (!count) return std::nullopt;
-  return tiff_area{offset, offset + 2 + std::uint64_t{12} * get_u16(*count, 0, order_) + 4};
-}
-
-// Whether the area holds the value of the one entry and nothing else that we know of: some writers let equal values
-// share their bytes.
-bool directory_editor::is_exclusive(const tiff_area& area, std::uint16_t tag) const {
-  const tiff_directory& directory = block_.directory;
-  const tiff_area own{directory.offset, directory.offset + directory.size()};
-  if (area.begin < 8 || area.end > block_.range.size || overlap(area, own)) return false;
-  std::vector<std::uint64_t> linked = {directory.next};
-  for (const tiff_entry& entry : directory.entries) {
-    if (entry.tag == exif_directory_tag || entry.tag == gps_directory_tag) {
-      linked.push_back(get_u32(entry.value, 0, order_));
-    }
-    if (entry.tag == tag) continue;
-    const std::optional<tiff_area> other = tiff_value_area(directory, entry);
-    if (other && overlap(area, *other)) return false;
-  }
-  return std::none_of(linked.begin(), linked.end(), [this, &area](std::uint64_t offset) {
-    const std::optional<tiff_area> other = directory_at(offset);
-    return other && overlap(area, *other);
-  });
 }
 
 tiff_entry& directory_editor::find_or_insert(std::uint16_t tag) {
@@ -155,7 +124,7 @@ tiff_entry& directory_editor::find_or_insert(std::uint16_t tag) {
 // Gives up an entry's value. Bytes that nothing else uses are wiped: what was removed shall be gone.
 void directory_editor::release(const tiff_entry& entry) {
   const std::optional<tiff_area> area = tiff_value_area(block_.directory, entry);
-  if (!area || has_own_place(static_cast<tiff_tag>(entry.tag)) || !is_exclusive(*area, entry.tag)) return;
+  if (!area || has_own_place(static_cast<tiff_tag>(entry.tag)) || !usage_.is_value_alone(*area, entry.tag)) return;
   patches_.push_back({area->begin, std::string(area->end - area->begin, '\0')});
   if (room_ && room_->end == area->begin) room_->end = area->end;
 }
@@ -211,7 +180,7 @@ void directory_editor::set_bytes(tiff_tag tag, const std::string& bytes) {
     return;
   }
   const bool at_room = area && room_ && room_->end == area->begin;
-  if (area && !at_room && bytes.size() <= area->end - area->begin && is_exclusive(*area, entry.tag)) {
+  if (area && !at_room && bytes.size() <= area->end - area->begin && usage_.is_value_alone(*area, entry.tag)) {
     std::string padded = bytes;
     padded.resize(area->end - area->begin, '\0');
     patches_.push_back({area->begin, std::move(padded)});
@@ -255,6 +224,7 @@ std::string directory_editor::directory_bytes() const {
 
 bool directory_editor::lay_out_in_place() {
   if (!changed_) return true;
+  if (!usage_.is_first_directory_alone()) return false;
   const tiff_directory& directory = block_.directory;
   const std::uint64_t old_end = directory.offset + directory.size();
   const std::uint64_t size = new_directory_size();
@@ -329,7 +299,8 @@ std::optional<tiff_edit> edit_tiff_block(const tiff_block& block, std::span<cons
     return std::all_of(changes.begin(), changes.end(),
                        [&editor](const tiff_change& change) { return editor.apply(change); });
   };
-  directory_editor editor(block, new_values::placed);
+  tiff_usage usage(block);
+  directory_editor editor(block, usage, new_values::placed);
   if (!apply_all(editor)) return std::nullopt;
   directory_editor moved = editor;
   if (editor.lay_out_in_place()) {
@@ -341,7 +312,7 @@ std::optional<tiff_edit> edit_tiff_block(const tiff_block& block, std::span<cons
     if (!moved.lay_out_at_end(size_limit)) return std::nullopt;
     return moved.result();
   }
-  directory_editor existing(block, new_values::dropped);
+  directory_editor existing(block, usage, new_values::dropped);
   if (!apply_all(existing) || !existing.lay_out_in_place()) return std::nullopt;
   return existing.result();
 }
