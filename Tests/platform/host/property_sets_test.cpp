@@ -162,9 +162,36 @@ TEST_F(property_sets_test, what_a_file_manager_has_set_counts_where_we_have_noth
   ASSERT_TRUE(set_attribute(path, "user.baloo.rating", "8"));
   EXPECT_EQ(read(keywords_key), property_value(list{L"Beach", L"Sea"}));
   EXPECT_EQ(read(rating_key), property_value(std::uint32_t{75}));
-  write(keywords_key, list{L"Ours"});
-  ASSERT_TRUE(set_attribute(path, "user.xdg.tags", "theirs"));
-  EXPECT_EQ(read(keywords_key), property_value(list{L"Ours"}));
+}
+
+TEST_F(property_sets_test, what_a_file_manager_has_changed_since_counts) {
+  write(keywords_key, list{L"Beach"});
+  write(rating_key, std::uint32_t{60});
+  ASSERT_TRUE(set_attribute(path, "user.xdg.tags", "Beach,Sea"));
+  ASSERT_TRUE(set_attribute(path, "user.baloo.rating", "10"));
+  EXPECT_EQ(read(keywords_key), property_value(list{L"Beach", L"Sea"}));
+  EXPECT_EQ(read(rating_key), property_value(std::uint32_t{99}));
+  write(keywords_key, list{L"Beach", L"Sea", L"Sun"});
+  EXPECT_EQ(read(keywords_key), property_value(list{L"Beach", L"Sea", L"Sun"}));
+}
+
+TEST_F(property_sets_test, what_a_file_manager_has_removed_since_is_gone) {
+  write(keywords_key, list{L"Beach"});
+  write(rating_key, std::uint32_t{60});
+  ASSERT_EQ(::removexattr(path.c_str(), "user.xdg.tags"), 0);
+  ASSERT_EQ(::removexattr(path.c_str(), "user.baloo.rating"), 0);
+  EXPECT_EQ(read(keywords_key), property_value());
+  EXPECT_EQ(read(rating_key), property_value());
+}
+
+TEST_F(property_sets_test, mirrors_that_say_the_same_leave_our_exact_value) {
+  write(keywords_key, list{L"one, two", L"three"});
+  write(rating_key, std::uint32_t{60});
+  EXPECT_EQ(read(keywords_key), property_value(list{L"one, two", L"three"}));
+  ASSERT_TRUE(set_attribute(path, "user.xdg.tags", "one,two,three"));
+  ASSERT_TRUE(set_attribute(path, "user.baloo.rating", " 6"));
+  EXPECT_EQ(read(keywords_key), property_value(list{L"one, two", L"three"}));
+  EXPECT_EQ(read(rating_key), property_value(std::uint32_t{60}));
 }
 
 TEST_F(property_sets_test, nonsense_of_a_file_manager_is_nothing) {

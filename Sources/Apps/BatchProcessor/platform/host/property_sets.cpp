@@ -125,12 +125,12 @@ class attribute_store final : public property_store {
     if (const int failure = read_attribute(number(), attribute_name(key), text); failure != 0) {
       return hresult_from_errno(failure);
     }
-    if (text) return property_from_text(*text);
-    if (!is_mirrored(key)) return property_value();
+    property_value own = text ? property_from_text(*text) : property_value();
+    if (!is_mirrored(key)) return own;
     if (const int failure = read_attribute(number(), mirror_name(key), text); failure != 0) {
       return hresult_from_errno(failure);
     }
-    return text ? property_from_mirror(key, *text) : property_value();
+    return is_mirror_of(key, own, text) ? own : property_from_mirror(key, text.value_or(""));
   }
 
   hresult set(const property_key& key, const property_value& value) override {

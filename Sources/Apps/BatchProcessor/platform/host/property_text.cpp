@@ -164,4 +164,10 @@ property_value property_from_mirror(const property_key& key, std::string_view te
   return key == keywords_key ? tags_from(text) : rating_from(text);
 }
 
+bool is_mirror_of(const property_key& key, const property_value& value, const std::optional<std::string>& mirror) {
+  const std::optional<std::string> expected = mirror_text(key, value);
+  if (!expected || !mirror) return !expected && !mirror;
+  return *mirror == *expected || property_from_mirror(key, *mirror) == property_from_mirror(key, *expected);
+}
+
 }  // namespace platform::host

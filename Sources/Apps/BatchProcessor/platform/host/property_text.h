@@ -6,8 +6,9 @@
 //   lpwstr:any text         VT_LPWSTR, UTF-8 up to the end of the value
 //   lpwstrs:5:Beach,3:Sea,  VT_VECTOR | VT_LPWSTR, each text led by its size in bytes of UTF-8
 // Keywords and rating of a file also stand where Linux file managers look for them: "user.xdg.tags", the tags with
-// commas between them, and "user.baloo.rating", the stars times two. Our own attribute is exact and comes first; where
-// it is absent, these two count, so that what a file manager has set is seen.
+// commas between them, and "user.baloo.rating", the stars times two. Our own attribute is exact and counts as long as
+// these two say the same. Where one says something else, or is gone, a file manager has changed it since, and it
+// counts.
 #pragma once
 
 #include <optional>
@@ -35,5 +36,9 @@ namespace platform::host {
 /// Tags as a list, stars as the percent value that stands for them; nothing when there are no tags, no stars, or no
 /// number.
 [[nodiscard]] property_value property_from_mirror(const property_key& key, std::string_view text);
+
+/// Whether that attribute, none where it is absent, still says what the value says.
+[[nodiscard]] bool is_mirror_of(const property_key& key, const property_value& value,
+                                const std::optional<std::string>& mirror);
 
 }  // namespace platform::host
