@@ -167,6 +167,34 @@ TEST(xmp_packet, a_bag_keeps_its_spacing_and_the_items_that_stay) {
   EXPECT_EQ(after.find("gone"), std::string::npos);
 }
 
+TEST(xmp_packet, comments_and_instructions_between_items_stay_with_the_item_behind_them) {
+  const auto with = [](std::string_view items) {
+    return packet(description("", "<dc:subject><rdf:Bag>" + std::string(items) + "</rdf:Bag></dc:subject>"), 300);
+  };
+  const std::string text =
+      with("\n<!-- 0 --><rdf:li>b</rdf:li>\n<!-- 1 --><rdf:li>gone</rdf:li><?pi x?>\n<rdf:li>a</rdf:li><!-- 2 -->\n");
+  const std::string after = edited(text, {{xmp_field::keywords, {"a", "b", "c"}}});
+  EXPECT_EQ(
+      after.substr(0, after.find("</rdf:Bag>")),
+      with("\n<!-- 1 --><?pi x?>\n<rdf:li>a</rdf:li>\n<!-- 0 --><rdf:li>b</rdf:li>\n<rdf:li>c</rdf:li><!-- 2 -->\n")
+          .substr(0, after.find("</rdf:Bag>")))
+      << after;
+  const std::string shorter = edited(text, {{xmp_field::keywords, {"b"}}});
+  EXPECT_NE(shorter.find("<rdf:Bag>\n<!-- 0 --><rdf:li>b</rdf:li>\n<!-- 1 --><?pi x?>\n<!-- 2 -->\n</rdf:Bag>"),
+            std::string::npos)
+      << shorter;
+}
+
+TEST(xmp_packet, of_equal_items_each_keeps_what_it_carries) {
+  const std::string items =
+      "<rdf:li xml:lang=\"de\">b</rdf:li> <rdf:li xml:lang=\"en\">b</rdf:li> <rdf:li xml:lang=\"fr\">b</rdf:li>";
+  const std::string text = packet(description("", "<dc:subject><rdf:Bag>" + items + "</rdf:Bag></dc:subject>"), 300);
+  const std::string grown = edited(text, {{xmp_field::keywords, {"b", "b", "b", "c"}}});
+  EXPECT_NE(grown.find(items + "<rdf:li>c</rdf:li></rdf:Bag>"), std::string::npos) << grown;
+  const std::string shrunk = edited(text, {{xmp_field::keywords, {"b", "b"}}});
+  EXPECT_NE(shrunk.find(items.substr(0, items.rfind(" <rdf:li")) + "</rdf:Bag>"), std::string::npos) << shrunk;
+}
+
 TEST(xmp_packet, other_forms_of_a_list_become_a_bag_when_written) {
   const strings tags{"x", "y"};
   for (const std::string& old :

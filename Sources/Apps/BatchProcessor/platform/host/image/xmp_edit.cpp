@@ -150,30 +150,47 @@ void packet_editor::set(const xmp_occurrence& occurrence, const std::vector<std:
   }
 }
 
-// The items as they are spaced now; one that stays keeps its own text, with all that it may carry.
+// What stands between two items (white space, comments, instructions) goes with the item behind it. One that stays
+// keeps its own text, with all that it may carry; one that goes leaves what is more than white space.
 std::string packet_editor::bag_content(const xmp_occurrence& occurrence, const std::vector<std::string>& values) const {
-  std::string_view before;
-  std::string_view behind;
-  if (!occurrence.items.empty()) {
-    before = at({occurrence.content.begin, occurrence.items.front().element.begin});
-    behind = at({occurrence.items.back().element.end, occurrence.content.end});
-    if (!trimmed(before).empty()) before = {};
-    if (!trimmed(behind).empty()) behind = {};
-  }
-  std::string content;
+  const std::vector<xmp_item>& items = occurrence.items;
+  constexpr std::size_t none = static_cast<std::size_t>(-1);
+  std::vector<bool> is_kept(items.size());
+  std::vector<std::size_t> sources;  // for each value the item that has it
   for (const std::string& value : values) {
-    content += before;
-    const auto kept = std::find_if(occurrence.items.begin(), occurrence.items.end(),
-                                   [&value](const xmp_item& item) { return item.value == value; });
-    if (kept != occurrence.items.end()) {
-      content += at(kept->element);
+    std::size_t i = 0;
+    while (i < items.size() && (is_kept[i] || items[i].value != value))
+      ++i;
+    if (i < items.size()) is_kept[i] = true;
+    sources.push_back(i < items.size() ? i : none);
+  }
+  std::vector<std::string> leads;
+  std::string left;
+  std::size_t end = occurrence.content.begin;
+  for (const xmp_item& item : items) {
+    const std::string_view lead = at({end, item.element.begin});
+    end = item.element.end;
+    leads.push_back(left);
+    if (is_kept[leads.size() - 1]) {
+      leads.back() += lead;
+      left.clear();
+    } else if (!trimmed(lead).empty()) {
+      left += lead;
+    }
+  }
+  std::string_view space = items.empty() ? "" : at({occurrence.content.begin, items.front().element.begin});
+  space = space.substr(0, space.find_first_not_of(white_space));
+
+  std::string content;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (const std::size_t source = sources[i]; source != none) {
+      content.append(leads[source]).append(at(items[source].element));
     } else {
-      content.append("<").append(occurrence.bag_prefix).append("li>").append(escaped(value));
+      content.append(space).append("<").append(occurrence.bag_prefix).append("li>").append(escaped(values[i]));
       content.append("</").append(occurrence.bag_prefix).append("li>");
     }
   }
-  content += behind;
-  return content;
+  return content.append(left).append(at({end, occurrence.content.end}));
 }
 
 // In place of a form that can't be edited: an element that depends on no namespace declared around it.
