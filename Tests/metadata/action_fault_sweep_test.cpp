@@ -1,6 +1,7 @@
 // Each of the five actions, on each kind of item, with each of its platform calls failing in turn.
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <ostream>
 
 #include "metadata/metadata_fixture.h"
@@ -129,7 +130,7 @@ const action actions[] = {
 
 // --- where the new value may stand
 
-struct outcome {
+struct end_state {
   const subject& what;
   const action& how;
   simulated_machine& machine;
@@ -184,26 +185,27 @@ struct outcome {
 
 // A failure is raised, or logged, or did no harm because another route stored the value. The one exception: an item
 // whose attributes can't be read is taken for a missing one and passed over.
-void check_that_nothing_is_hidden(const outcome& end, const fault_round& round) {
+void check_that_nothing_is_hidden(const end_state& end, const fault_round& round) {
   if (!end.raised.empty() || end.stored()) return;
   const bool look_failed = round.struck && (round.struck->starts_with("attributes(") || end.logged("Skipping file"));
   EXPECT_TRUE(look_failed || end.logged("takes no rating and no tags")) << "neither stored nor told";
 }
 
-void check_known_message(const outcome& end) {
+void check_known_message(const end_state& end) {
   const std::string_view known[] = {"Failed to write new metadata. Error provided by Windows: ",
                                     "Failed to commit changes to metadata. Error: 0x",
                                     "Failed to get rating",
                                     "Failed to get tags",
                                     "Failed to set rating",
                                     "Failed to set tags",
+                                    "Failed to allocate memory for tags",
                                     "Failed to remove all tags"};
   EXPECT_TRUE(end.raised.empty() || std::any_of(std::begin(known), std::end(known),
                                                 [&](std::string_view text) { return end.raised.starts_with(text); }))
       << end.raised;
 }
 
-void check_file(const outcome& end) {
+void check_file(const end_state& end) {
   EXPECT_EQ(end.machine.read_file(end.what.path), "photo");
   // The other value of the pair is never touched.
   const auto& other_key = end.how.new_stars ? keywords_key : rating_key;
@@ -212,7 +214,7 @@ void check_file(const outcome& end) {
   EXPECT_EQ(end.machine.properties.property_set_value(end.what.path, other_key), other);
 }
 
-void check_folder(const outcome& end, const fault_round& round) {
+void check_folder(const end_state& end, const fault_round& round) {
   const simulated_machine& machine = round.machine;
   const std::uint32_t before =
       end.what.name == "protected_folder" ? attribute::directory | attribute::read_only : attribute::directory;
@@ -261,7 +263,7 @@ TEST_P(action_fault_sweep, every_failing_call_is_told_or_another_route_stores_th
                                               raised = raised_by([&] { how.run(what.path); });
                                             }};
   support::for_each_fault(codes, scenario, [&](const fault_round& round) {
-    const outcome end{what, how, round.machine, raised, round.machine.log_lines()};
+    const end_state end{what, how, round.machine, raised, round.machine.log_lines()};
     check_known_message(end);
     check_that_nothing_is_hidden(end, round);
     if (end.is_folder()) {

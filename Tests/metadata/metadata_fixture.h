@@ -15,7 +15,7 @@ namespace quill_box::metadata {
 
 using tag_vector = std::vector<std::wstring>;
 
-/// An empty list removes the property at the commit.
+/// What a property has that isn't there. The simulated stores take one away whose value is an empty list.
 inline const platform::property_value no_value;
 
 inline const std::wstring photo = LR"(C:\photo.jpg)";

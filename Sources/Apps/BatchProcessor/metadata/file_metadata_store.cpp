@@ -32,6 +32,7 @@ namespace attribute = platform::attribute;
 namespace {
 
 constexpr const char* failed_to_get_tags = "Failed to get tags";
+constexpr const char* no_memory_for_tags = "Failed to allocate memory for tags";
 
 constexpr int set_attempts = 3;
 constexpr int counted_commit_failures = 3;
@@ -50,9 +51,10 @@ bool means_not_found(hresult code) {
   return is_any_of(code, std::array{hresult::storage_file_not_found, hresult::file_not_found, hresult::path_not_found});
 }
 
+// Behind out_of_memory the store was never asked.
 bool is_final(hresult code) {
-  return succeeded(code) ||
-         is_any_of(code, std::array{hresult::imaging_property_not_supported, hresult::storage_access_denied});
+  return succeeded(code) || is_any_of(code, std::array{hresult::imaging_property_not_supported,
+                                                       hresult::storage_access_denied, hresult::out_of_memory});
 }
 
 bool is_sharing_violation(hresult code) {
@@ -68,18 +70,17 @@ bool means_no_such_property(hresult code) {
 bool is_directory(std::uint32_t attributes) { return (attributes & attribute::directory) != 0; }
 bool is_cloud_placeholder(std::uint32_t attributes) { return (attributes & attribute::cloud_placeholder) != 0; }
 
-std::vector<std::wstring> sorted_ignoring_case(std::span<const std::wstring> tags) {
-  std::vector<std::wstring> sorted(tags.begin(), tags.end());
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const std::wstring& a, const std::wstring& b) { return text::compare_ignoring_case(a, b) < 0; });
-  return sorted;
-}
+using tag_vector = std::vector<std::wstring>;
 
-property_value keywords_value(const std::vector<std::wstring>& tags) {
+property_value sorted_ignoring_case(std::span<const std::wstring> tags) {
   try {
-    return property_value(tags);
+    tag_vector sorted(tags.begin(), tags.end());
+    std::stable_sort(sorted.begin(), sorted.end(), [](const std::wstring& a, const std::wstring& b) {
+      return text::compare_ignoring_case(a, b) < 0;
+    });
+    return sorted;
   } catch (const std::bad_alloc&) {
-    throw std::runtime_error("Failed to allocate memory for tags");
+    throw std::runtime_error(no_memory_for_tags);
   }
 }
 
@@ -238,7 +239,7 @@ void file_metadata_store::commit() {
     throw std::runtime_error(text::format("Failed to commit changes to metadata. Error: 0x{:08X}", code_of(committed)));
   }
   if (!is_folder_) return;
-  const std::vector<std::wstring> tags = read_keywords().value_or(std::vector<std::wstring>());
+  const tag_vector tags = read_keywords().value_or(tag_vector());
   bool has_rating = false;
   mirror_folder_metadata(path_, tags, get_rating(has_rating));
 }
@@ -253,8 +254,9 @@ hresult file_metadata_store::set_value_with_retry(const property_key& key, const
   return set;
 }
 
-// The file must be free for a route beside it. Closing forgets the path, so `path` is a copy.
-bool file_metadata_store::write_beside(const std::wstring& path, const property_key& key, const property_value& value) {
+// The file must be free for its property set. Closing forgets the path, so `path` is a copy.
+bool file_metadata_store::close_and_write_to_property_set(const std::wstring& path, const property_key& key,
+                                                          const property_value& value) {
   if (open_mode_ == open_mode::writing) close();
   return write_property_to_ntfs_set(path, key, value);
 }
@@ -266,25 +268,30 @@ void file_metadata_store::set_rating(int stars) {
   const int shown_stars = stars < 0 || stars > most_stars ? rating_off_the_scale : stars;
   const std::wstring path = path_;
   if (write_embedded_rating(path, shown_stars) || patch_rating_in_file(path, shown_stars)) return;
-  if (write_beside(path, platform::rating_key, percent)) return;
+  if (close_and_write_to_property_set(path, platform::rating_key, percent)) return;
   log_sidecar_fallback(L"rating", path);
   if (!write_rating_sidecar(path, shown_stars)) throw std::runtime_error("Failed to set rating");
 }
 
 void file_metadata_store::set_tags(std::span<const std::wstring> tags) {
-  const std::vector<std::wstring> sorted = sorted_ignoring_case(tags);
-  store_keywords(keywords_value(sorted), sorted, L"keywords", "Failed to set tags");
+  const property_value sorted = sorted_ignoring_case(tags);
+  const hresult set = set_value_with_retry(platform::keywords_key, sorted);
+  if (set == hresult::out_of_memory) throw std::runtime_error(no_memory_for_tags);
+  if (!succeeded(set)) store_keywords_elsewhere(sorted, L"keywords", "Failed to set tags");
 }
 
 void file_metadata_store::remove_all_tags() {
-  store_keywords(std::vector<std::wstring>(), {}, L"removing keywords", "Failed to remove all tags");
+  const property_value none = tag_vector();
+  if (succeeded(set_value_with_retry(platform::keywords_key, none))) return;
+  store_keywords_elsewhere(none, L"removing keywords", "Failed to remove all tags");
 }
 
-void file_metadata_store::store_keywords(const property_value& value, std::span<const std::wstring> tags,
-                                         std::wstring_view purpose, const char* failure) {
-  if (succeeded(set_value_with_retry(platform::keywords_key, value))) return;
+void file_metadata_store::store_keywords_elsewhere(const property_value& value, std::wstring_view purpose,
+                                                   const char* failure) {
+  const std::span<const std::wstring> tags = std::get<tag_vector>(value);
   const std::wstring path = path_;
-  if (write_embedded_keywords(path, tags) || write_beside(path, platform::keywords_key, value)) return;
+  if (write_embedded_keywords(path, tags) || close_and_write_to_property_set(path, platform::keywords_key, value))
+    return;
   log_sidecar_fallback(purpose, path);
   if (!write_keywords_sidecar(path, tags)) throw std::runtime_error(failure);
 }
@@ -302,7 +309,7 @@ int file_metadata_store::get_rating(bool& has_value) const {
   return stars_from_percent(plain != nullptr ? *plain : static_cast<std::uint32_t>(*with_sign));
 }
 
-std::vector<std::wstring> file_metadata_store::get_tags() const {
+tag_vector file_metadata_store::get_tags() const {
   if (!property_store_) return {};
   if (auto tags = read_keywords()) return *std::move(tags);
   if (!is_folder_) return {};
@@ -313,11 +320,11 @@ std::vector<std::wstring> file_metadata_store::get_tags() const {
 
 // None where there is no list. A read that fails must not pass for an empty list: what is stored next would drop the
 // tags that are there.
-std::optional<std::vector<std::wstring>> file_metadata_store::read_keywords() const {
+std::optional<tag_vector> file_metadata_store::read_keywords() const {
   auto value = property_store_->get(platform::keywords_key);
   if (!value && means_no_such_property(value.error())) return std::nullopt;
   if (!value) throw std::runtime_error(failed_to_get_tags);
-  auto* list = std::get_if<std::vector<std::wstring>>(&*value);
+  auto* list = std::get_if<tag_vector>(&*value);
   if (list == nullptr) return std::nullopt;
   return std::move(*list);
 }

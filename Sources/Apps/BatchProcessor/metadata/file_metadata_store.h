@@ -1,7 +1,7 @@
 // The one door to a file's or folder's rating and tags. Each is tried through the property handler of the file's type
 // first, then by ever more direct routes: embedded by the imaging component, in place in the XMP packet (rating only),
-// as a property set beside the file, and last as an XMP sidecar. A folder has a property set, with a copy in its
-// desktop.ini.
+// in the property set that the file system keeps for the file, and last in an XMP sidecar. A folder has a property set,
+// with a copy in its desktop.ini.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/property_system.h"
@@ -23,8 +24,8 @@ enum class read_speed : std::uint32_t {
 
 /// One property store on one path, for the length of an action on the worker thread.
 ///
-/// What is set is staged in the store and reaches the file at commit(). The other routes write at once; those beside
-/// the file close the store first, and commit() has nothing to add then.
+/// What is set is staged in the store and reaches the file at commit(). The other routes write at once; the property
+/// set and the sidecar close the store first, and commit() has nothing to add then.
 ///
 /// No open ever touches a cloud placeholder: that would start a download.
 /// All failures are std::runtime_error with UTF-8 text for the user.
@@ -78,10 +79,9 @@ class file_metadata_store {
   void adopt(std::unique_ptr<platform::property_store> store, const std::wstring& path, open_mode mode);
   void unprotect_folder(const std::wstring& path, std::uint32_t attributes);
   void protect_folder_again(const std::wstring& path);
-  void store_keywords(const platform::property_value& value, std::span<const std::wstring> tags,
-                      std::wstring_view purpose, const char* failure);
-  [[nodiscard]] bool write_beside(const std::wstring& path, const platform::property_key& key,
-                                  const platform::property_value& value);
+  void store_keywords_elsewhere(const platform::property_value& value, std::wstring_view purpose, const char* failure);
+  [[nodiscard]] bool close_and_write_to_property_set(const std::wstring& path, const platform::property_key& key,
+                                                     const platform::property_value& value);
   [[nodiscard]] std::optional<std::vector<std::wstring>> read_keywords() const;
 
   std::unique_ptr<platform::property_store> property_store_;  ///< null when closed

@@ -1,4 +1,4 @@
-// One value straight into the property set of a file or folder, beside the handler of its type.
+// One value straight into the property set of a file or folder, past the handler of its type.
 #pragma once
 
 #include <string>

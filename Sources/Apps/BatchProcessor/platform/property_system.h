@@ -42,11 +42,13 @@ class property_store {
 
   /// A property that isn't there is a success with an empty value. What set() staged is read back. GetValue.
   virtual hresult_result<property_value> get(const property_key& key) = 0;
-  /// Stages a value. An empty list removes the property at the commit. SetValue.
+  /// Stages a value. An empty list is set as such; a machine may remove the property instead, and both read as no
+  /// tags. out_of_memory only when there is no memory for the system's form of the value: the store isn't asked then.
+  /// SetValue.
   virtual hresult set(const property_key& key, const property_value& value) = 0;
-  /// Writes what was staged. The caller repeats a failed commit until it succeeds, unless the failure is one of
-  /// the two sharing violations, which it counts: a machine reports a failure that won't pass as one of them.
-  /// Commit.
+  /// Writes what was staged. The caller counts the two sharing violations and repeats any other failure without a
+  /// bound. So the host reports what won't pass as a sharing violation; Windows hands on the store's own code, whatever
+  /// it is, and is asked for ever where it won't pass. Commit.
   virtual hresult commit() = 0;
 };
 
@@ -92,7 +94,8 @@ class property_system {
   /// SHGetPropertyStoreFromParsingName.
   virtual hresult_result<std::unique_ptr<property_store>> open_handler_store(const std::wstring& path,
                                                                              handler_access access) = 0;
-  /// Any file or folder on a file system that can hold property sets. Never follows into a download.
+  /// Any file or folder on a file system that can hold property sets. Callers keep cloud placeholders away from it: no
+  /// machine promises that they aren't fetched.
   /// StgOpenStorageEx with STGFMT_FILE.
   virtual storage_result<std::unique_ptr<property_set_storage>> open_property_set_storage(const std::wstring& path,
                                                                                           storage_access access) = 0;

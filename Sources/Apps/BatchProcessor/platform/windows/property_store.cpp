@@ -1,6 +1,8 @@
 #include "platform/windows/property_store.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "platform/windows/error_codes.h"
 #include "platform/windows/propvariants.h"
@@ -34,7 +36,9 @@ class wrapped_store final : public platform::property_store {
     scoped_propvariant native;
     const hresult made = to_propvariant(value, native);
     if (!succeeded(made)) return made;
-    return outcome(store_->SetValue(native_key(key), native.get()));
+    const hresult set = outcome(store_->SetValue(native_key(key), native.get()));
+    // out_of_memory stands for a value that can't be made.
+    return set == hresult::out_of_memory ? hresult::storage_insufficient_memory : set;
   }
 
   hresult commit() override { return outcome(store_->Commit()); }

@@ -1,5 +1,7 @@
 #include "platform/windows/property_system.h"
 
+#include <utility>
+
 #include "platform/windows/error_codes.h"
 #include "platform/windows/long_paths.h"
 #include "platform/windows/property_store.h"
