@@ -5,6 +5,7 @@
 
 #include "files/family_folders.h"
 #include "files/filesystem_error.h"
+#include "support/allocation_faults.h"
 #include "support/fault_sweep.h"
 #include "support/simulated_machine.h"
 
@@ -116,6 +117,28 @@ TEST_F(file_functions, a_file_that_shrinks_while_it_is_read_is_not_taken_for_who
   machine.write_file(LR"(C:\a)", "abc");
   machine.calls.before("read", 1, [this] { machine.write_file(LR"(C:\a)", "a"); });
   EXPECT_EQ(files::read_whole_file(LR"(C:\a)", 10), std::nullopt);
+}
+
+TEST_F(file_functions, a_file_that_memory_does_not_hold_gives_nothing) {
+  constexpr std::size_t size = 50'000;
+  machine.write_file(LR"(C:\a)", std::string(size, 'a'));
+  const support::allocation_fault fault(1, size);
+  EXPECT_EQ(files::read_whole_file(LR"(C:\a)", size), std::nullopt);
+  EXPECT_TRUE(fault.struck());
+}
+
+TEST_F(file_functions, a_whole_file_is_read_beside_those_others_that_may_be_there) {
+  machine.write_file(LR"(C:\a)", "abc");
+  const auto writer = machine.files.open(LR"(C:\a)", {platform::access::write, platform::share::all});
+  EXPECT_EQ(files::read_whole_file(LR"(C:\a)", 10, platform::share::read), std::nullopt);
+}
+
+TEST_F(file_functions, exactly_so_many_bytes_are_read_from_the_position_on) {
+  machine.write_file(LR"(C:\a)", "abcdef");
+  const auto file = *machine.files.open(LR"(C:\a)", {});
+  EXPECT_EQ(files::read_exactly(*file, 2), "ab");
+  EXPECT_EQ(files::read_exactly(*file, 3), "cde");
+  EXPECT_EQ(files::read_exactly(*file, 2), std::nullopt);
 }
 
 TEST_F(file_functions, the_family_folder_lies_below_local_application_data) {

@@ -7,6 +7,7 @@
 #include "metadata/xmp_packet_patch.h"
 #include "metadata/xmp_sidecar.h"
 #include "metadata/xmp_text.h"
+#include "support/allocation_faults.h"
 #include "support/jpeg_bytes.h"
 
 namespace quill_box::metadata {
@@ -23,6 +24,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr std::size_t file_limit = 314'572'800;
+
+// Larger than anything that the simulated machine allocates for itself.
+constexpr std::size_t large = 50'000;
 
 // Another program that has the file open.
 class other_program {
@@ -71,6 +75,15 @@ TEST_F(whole_file, every_failing_step_is_false) {
   }
 }
 
+TEST_F(whole_file, no_memory_is_false) {
+  machine.write_file(photo, std::string(large, 'x'));
+  std::string buffer = "before";
+  const support::allocation_fault fault(1, large);
+  EXPECT_FALSE(read_whole_file(photo, buffer));
+  EXPECT_TRUE(fault.struck());
+  EXPECT_EQ(buffer, "before");
+}
+
 TEST_F(whole_file, a_short_read_is_false) {
   machine.calls.before("read", 1, [this] { machine.entry(photo).content = "ph"; });
   std::string buffer;
@@ -116,6 +129,14 @@ TEST_F(jpeg_rewrite, a_short_write_is_false_and_nothing_is_cut) {
   EXPECT_EQ(machine.calls.count("set_end"), 0U);
 }
 
+TEST_F(jpeg_rewrite, no_memory_for_the_image_is_false_and_leaves_the_file_alone) {
+  const std::string packet(large, 'p');
+  const support::allocation_fault fault(1, large);
+  EXPECT_FALSE(write(packet));
+  EXPECT_TRUE(fault.struck());
+  EXPECT_THAT(machine.calls.all(), IsEmpty());
+}
+
 TEST_F(jpeg_rewrite, a_missing_file_is_not_made) {
   const auto scan = *scan_jpeg_for_xmp(old_bytes);
   EXPECT_FALSE(write_jpeg_with_xmp(LR"(C:\missing.jpg)", old_bytes, scan, "packet"));
@@ -146,6 +167,30 @@ TEST_F(text_files, that_can_not_be_read_are_empty) {
   EXPECT_EQ(read_text_file(text_file), "");
   machine.write_file(text_file, "");
   EXPECT_EQ(read_text_file(text_file), "");
+}
+
+TEST_F(text_files, no_memory_reads_as_empty) {
+  machine.write_file(text_file, std::string(large, 'x'));
+  const support::allocation_fault fault(1, large);
+  EXPECT_EQ(read_text_file(text_file), "");
+  EXPECT_TRUE(fault.struck());
+}
+
+TEST_F(text_files, no_memory_for_their_utf8_reads_as_empty) {
+  // Each unit of UTF-16 becomes three bytes of UTF-8.
+  std::string utf16 = "\xff\xfe";
+  for (std::size_t i = 0; i < large; ++i)
+    utf16 += "\x08\xff";
+  machine.write_file(text_file, utf16);
+  const support::allocation_fault fault(1, utf16.size() + 1000);
+  EXPECT_EQ(read_text_file(text_file), "");
+  EXPECT_TRUE(fault.struck());
+}
+
+TEST_F(text_files, no_memory_to_write_them_is_false) {
+  const support::allocation_fault fault(1);
+  EXPECT_FALSE(write_text_file(text_file, "new"));
+  EXPECT_TRUE(fault.struck());
 }
 
 TEST_F(text_files, are_written_in_one_write_that_keeps_others_out) {
@@ -197,6 +242,35 @@ TEST_F(patch_in_file, a_file_without_a_packet_is_closed_as_it_was) {
   EXPECT_EQ(machine.read_file(text_file), "text");
   EXPECT_EQ(machine.calls.count("write"), 0U);
   EXPECT_EQ(machine.calls.count("close"), 1U);
+}
+
+TEST_F(patch_in_file, with_less_padding_than_the_block_stays_untouched) {
+  const std::string without_rating =
+      "<?xpacket begin=?><x:xmpmeta></rdf:RDF></x:xmpmeta>" + std::string(20, ' ') + "<?xpacket end=?>";
+  machine.write_file(photo, without_rating);
+  EXPECT_FALSE(patch_rating_in_file(photo, 3));
+  EXPECT_EQ(machine.read_file(photo), without_rating);
+  EXPECT_EQ(machine.calls.count("write"), 0U);
+  EXPECT_EQ(machine.calls.count("close"), 1U);
+}
+
+TEST_F(patch_in_file, no_memory_for_the_file_is_false) {
+  machine.write_file(photo, packet("12") + std::string(large, 'x'));
+  {
+    const support::allocation_fault fault(1, large);
+    EXPECT_FALSE(patch_rating_in_file(photo, 3));
+    EXPECT_TRUE(fault.struck());
+  }
+  EXPECT_EQ(machine.read_file(photo), packet("12") + std::string(large, 'x'));
+  EXPECT_EQ(machine.calls.count("close"), 1U);
+}
+
+TEST_F(patch_in_file, no_memory_for_the_packet_is_false) {
+  machine.write_file(photo, packet("12" + std::string(large, ' ')));
+  const support::allocation_fault fault(2, large);
+  EXPECT_FALSE(patch_rating_in_file(photo, 3));
+  EXPECT_TRUE(fault.struck());
+  EXPECT_EQ(machine.calls.count("write"), 0U);
 }
 
 TEST_F(patch_in_file, a_file_in_use_is_false) {
@@ -261,6 +335,27 @@ TEST_F(sidecars, in_utf16_are_rewritten_as_utf8_without_the_mark) {
   machine.write_file(photo_sidecar, utf16);
   EXPECT_TRUE(write_rating_sidecar(photo, 4));
   EXPECT_EQ(machine.read_file(photo_sidecar), "<xmp:Rating>4</xmp:Rating>");
+}
+
+TEST_F(sidecars, keywords_into_a_utf16_sidecar_are_rewritten_as_utf8) {
+  std::string utf16 = "\xff\xfe";
+  for (const char c : "<dc:subject></dc:subject>"sv)
+    utf16.append(1, c).append(1, '\0');
+  machine.write_file(photo_sidecar, utf16);
+  EXPECT_TRUE(write_keywords_sidecar(photo, tag_vector{L"\u00e4"}));
+  EXPECT_EQ(machine.read_file(photo_sidecar),
+            "   <dc:subject>\n    <rdf:Bag>\n     <rdf:li>\xc3\xa4</rdf:li>\n    </rdf:Bag>\n   </dc:subject>");
+}
+
+TEST_F(sidecars, no_memory_for_the_new_text_is_false_and_leaves_the_old_one) {
+  machine.write_file(photo_sidecar, "<xmp:Rating>1</xmp:Rating>");
+  const tag_vector tags(1, std::wstring(large, L't'));
+  {
+    const support::allocation_fault fault(1, large);
+    EXPECT_FALSE(write_keywords_sidecar(photo, tags));
+    EXPECT_TRUE(fault.struck());
+  }
+  EXPECT_EQ(machine.read_file(photo_sidecar), "<xmp:Rating>1</xmp:Rating>");
 }
 
 TEST_F(sidecars, that_can_not_be_read_or_are_empty_are_written_anew) {
@@ -359,6 +454,14 @@ TEST_F(thumbnail_cut, every_failing_step_is_false_and_raises_nothing) {
     machine.calls.refuse(step, photo, win32_error::write_fault, 1);
     EXPECT_FALSE(drop_embedded_exif_thumbnail(photo)) << step;
   }
+}
+
+TEST_F(thumbnail_cut, no_memory_for_the_start_is_false) {
+  machine.write_file(photo, jpeg(1) + std::string(large, 'x'));
+  const support::allocation_fault fault(1, large);
+  EXPECT_FALSE(drop_embedded_exif_thumbnail(photo));
+  EXPECT_TRUE(fault.struck());
+  EXPECT_EQ(machine.calls.count("write"), 0U);
 }
 
 TEST_F(thumbnail_cut, a_short_read_is_false) {

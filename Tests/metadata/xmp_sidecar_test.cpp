@@ -79,6 +79,13 @@ TEST(rating_sidecar, the_namespace_counts_only_with_its_closing_quote) {
                 "   <xmp:Rating>4</xmp:Rating>\n  </rdf:Description>\n </rdf:RDF>");
 }
 
+TEST(rating_sidecar, a_namespace_declared_in_front_of_every_description_gets_a_new_one) {
+  const std::string start =
+      R"(<rdf:RDF xmlns:xmp="http://ns.adobe.com/xap/1.0/"><rdf:Description xmp:Label="Red"></rdf:Description>)";
+  EXPECT_EQ(sidecar_with_rating(start + "</rdf:RDF>", "4"),
+            start + xmp_description + "   <xmp:Rating>4</xmp:Rating>\n  </rdf:Description>\n </rdf:RDF>");
+}
+
 TEST(rating_sidecar, a_self_closed_description_gets_a_new_one_beside_it) {
   const std::string old = R"(<rdf:Description xmlns:xmp="http://ns.adobe.com/xap/1.0/"/></rdf:RDF>)";
   EXPECT_EQ(sidecar_with_rating(old, "4"), R"(<rdf:Description xmlns:xmp="http://ns.adobe.com/xap/1.0/"/>)" +
@@ -131,6 +138,13 @@ TEST(keywords_sidecar, gets_a_new_description_in_front_of_the_first_rdf_end_tag)
 TEST(keywords_sidecar, the_end_of_a_block_counts_only_behind_its_start) {
   EXPECT_EQ(sidecar_with_keywords("</dc:subject><dc:subject></rdf:RDF>", tag_vector{L"a", L"b"}),
             "</dc:subject><dc:subject>" + dc_description + bag_of_a_and_b + "\n  </rdf:Description>\n </rdf:RDF>");
+}
+
+TEST(keywords_sidecar, a_self_closed_block_is_not_recognised) {
+  EXPECT_EQ(sidecar_with_keywords("<dc:subject/></rdf:RDF>", tag_vector{L"a", L"b"}),
+            "<dc:subject/>" + dc_description + bag_of_a_and_b + "\n  </rdf:Description>\n </rdf:RDF>");
+  EXPECT_EQ(sidecar_with_keywords("xmlns:dc=<dc:subject/></rdf:Description>", tag_vector{L"a", L"b"}),
+            "xmlns:dc=<dc:subject/>\n" + bag_of_a_and_b + "\n  </rdf:Description>");
 }
 
 TEST(keywords_sidecar, a_text_without_any_of_these_is_replaced_whole) {

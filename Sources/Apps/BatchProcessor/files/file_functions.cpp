@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <span>
+#include <utility>
 
 #include "files/filesystem_error.h"
 #include "platform/machine.h"
@@ -57,15 +59,21 @@ void create_directories(const std::wstring& path) {
   }
 }
 
-std::optional<std::string> read_whole_file(const std::wstring& path, std::uint64_t limit) {
-  auto file = platform::current().files.open(path, {platform::access::read, platform::share::all});
+std::optional<std::string> read_exactly(platform::file& file, std::uint64_t size) try {
+  std::string content(size, '\0');
+  const auto read = file.read(std::as_writable_bytes(std::span(content)));
+  if (!read || *read != content.size()) return std::nullopt;
+  return content;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
+}
+
+std::optional<std::string> read_whole_file(const std::wstring& path, std::uint64_t limit, platform::share others) {
+  const auto file = platform::current().files.open(path, {platform::access::read, others});
   if (!file) return std::nullopt;
   const auto size = (*file)->size();
   if (!size || *size > limit) return std::nullopt;
-  std::string content(static_cast<std::size_t>(*size), '\0');
-  const auto read = (*file)->read(std::as_writable_bytes(std::span(content)));
-  if (!read || *read != content.size()) return std::nullopt;
-  return content;
+  return read_exactly(**file, *size);
 }
 
 }  // namespace files

@@ -27,7 +27,12 @@ namespace files {
 /// the operation "create_directories".
 void create_directories(const std::wstring& path);
 
-/// The whole content, none when the file can't be opened or read to its end, or has more than `limit` bytes.
-[[nodiscard]] std::optional<std::string> read_whole_file(const std::wstring& path, std::uint64_t limit);
+/// The next `size` bytes of an open file; none when it ends before, can't be read, or when there is no memory for them.
+[[nodiscard]] std::optional<std::string> read_exactly(platform::file& file, std::uint64_t size);
+
+/// The whole content, none when the file can't be opened or read to its end, has more than `limit` bytes, or when there
+/// is no memory for them. `others` is what other programs may do meanwhile.
+[[nodiscard]] std::optional<std::string> read_whole_file(const std::wstring& path, std::uint64_t limit,
+                                                         platform::share others = platform::share::all);
 
 }  // namespace files

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <span>
 
+#include "files/file_functions.h"
 #include "metadata/capabilities.h"
 #include "metadata/jpeg_segments.h"
+#include "metadata/out_of_memory.h"
 #include "platform/machine.h"
 #include "text/paths.h"
 
@@ -16,7 +17,6 @@ using std::string_view_literals::operator""sv;
 
 namespace {
 
-constexpr std::uint8_t app1 = 0xe1;
 constexpr std::string_view exif_signature = "Exif\0\0"sv;
 constexpr std::size_t tiff_header_size = 8;
 constexpr std::size_t directory_count_size = 2;
@@ -57,6 +57,22 @@ std::optional<std::size_t> link_in_tiff(std::string_view block) {
   return link;
 }
 
+bool cut_link(const std::wstring& path) {
+  using platform::access;
+  auto file = platform::current().files.open(path, {access::read | access::write});
+  if (!file) return false;
+  const auto size = (*file)->size();
+  if (!size) return false;
+  const auto start = files::read_exactly(**file, std::min<std::uint64_t>(*size, thumbnail_search_size));
+  if (!start) return false;
+  const auto link = thumbnail_link_offset(*start);
+  if (!link || !succeeded((*file)->seek(*link))) return false;
+  constexpr std::array<std::byte, link_size> no_link = {};
+  const auto written = (*file)->write(no_link);
+  const bool closed = succeeded((*file)->close());
+  return closed && written && *written == no_link.size();
+}
+
 }  // namespace
 
 std::optional<std::size_t> thumbnail_link_offset(std::string_view bytes) {
@@ -66,7 +82,7 @@ std::optional<std::size_t> thumbnail_link_offset(std::string_view bytes) {
     const std::size_t data_start = segment->start + jpeg_segment_head;
     const std::string_view data = bytes.substr(data_start, segment->end - data_start);
     const bool room_for_tiff_header = data.size() >= exif_signature.size() + tiff_header_size;
-    if (segment->marker == app1 && room_for_tiff_header && data.starts_with(exif_signature)) {
+    if (segment->marker == jpeg_app1 && room_for_tiff_header && data.starts_with(exif_signature)) {
       const auto link = link_in_tiff(data.substr(exif_signature.size()));
       if (!link) return std::nullopt;
       return data_start + exif_signature.size() + *link;
@@ -77,21 +93,7 @@ std::optional<std::size_t> thumbnail_link_offset(std::string_view bytes) {
 }
 
 bool drop_embedded_exif_thumbnail(const std::wstring& path) {
-  using platform::access;
-  if (!is_jpeg(paths::extension(path))) return false;
-  auto file = platform::current().files.open(path, {access::read | access::write});
-  if (!file) return false;
-  const auto size = (*file)->size();
-  if (!size) return false;
-  std::string start(static_cast<std::size_t>(std::min<std::uint64_t>(*size, thumbnail_search_size)), '\0');
-  const auto read = (*file)->read(std::as_writable_bytes(std::span(start)));
-  if (!read || *read != start.size()) return false;
-  const auto link = thumbnail_link_offset(start);
-  if (!link || !succeeded((*file)->seek(*link))) return false;
-  constexpr std::array<std::byte, link_size> no_link = {};
-  const auto written = (*file)->write(no_link);
-  const bool closed = succeeded((*file)->close());
-  return closed && written && *written == no_link.size();
+  return is_jpeg(paths::extension(path)) && false_without_memory([&] { return cut_link(path); });
 }
 
 }  // namespace quill_box::metadata

@@ -14,6 +14,9 @@ struct jpeg_segment {
   std::size_t end = 0;    ///< behind the data; never behind the bytes that are there
 };
 
+/// The marker of the segments of Exif and XMP.
+inline constexpr std::uint8_t jpeg_app1 = 0xe1;
+
 /// Marker and big-endian length, which stand in front of a segment's data.
 inline constexpr std::size_t jpeg_segment_head = 4;
 inline constexpr std::size_t jpeg_first_segment = 2;

@@ -3,8 +3,11 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
+#include "files/file_functions.h"
 #include "metadata/jpeg_segments.h"
+#include "metadata/out_of_memory.h"
 #include "metadata/xmp_text.h"
 #include "platform/machine.h"
 
@@ -15,7 +18,6 @@ using std::string_view_literals::operator""sv;
 namespace {
 
 constexpr std::uint8_t app0 = 0xe0;
-constexpr std::uint8_t app1 = 0xe1;
 constexpr std::uint8_t app15 = 0xef;
 constexpr std::uint8_t comment = 0xfe;
 
@@ -29,7 +31,7 @@ constexpr std::size_t length_limit = 65536;
 bool is_xmp(std::string_view bytes, const jpeg_segment& segment) {
   const std::string_view data =
       bytes.substr(segment.start + jpeg_segment_head, segment.end - segment.start - jpeg_segment_head);
-  return segment.marker == app1 && data.starts_with(xmp_signature);
+  return segment.marker == jpeg_app1 && data.starts_with(xmp_signature);
 }
 
 bool may_lead(std::uint8_t marker) { return (marker >= app0 && marker <= app15) || marker == comment; }
@@ -42,16 +44,24 @@ std::string segment_head(std::size_t packet_size) {
   return head.append(xmp_signature);
 }
 
+bool overwrite(const std::wstring& path, std::string_view bytes) {
+  auto file = platform::current().files.open(
+      path, {platform::access::write, platform::share::read, platform::disposition::rewrite_existing});
+  if (!file) return false;
+  const auto written = (*file)->write(std::as_bytes(std::span(bytes)));
+  if (!written || *written != bytes.size() || !succeeded((*file)->set_end())) return false;
+  return succeeded((*file)->close());
+}
+
 }  // namespace
 
 bool read_whole_file(const std::wstring& path, std::string& buffer) {
-  auto file = platform::current().files.open(path, {platform::access::read, platform::share::read});
-  if (!file) return false;
-  const auto size = (*file)->size();
-  if (!size || *size == 0 || *size > largest_file_in_memory) return false;
-  buffer.resize(static_cast<std::size_t>(*size));
-  const auto read = (*file)->read(std::as_writable_bytes(std::span(buffer)));
-  return read && *read == buffer.size();
+  return false_without_memory([&] {
+    auto content = files::read_whole_file(path, largest_file_in_memory, platform::share::read);
+    if (!content || content->empty()) return false;
+    buffer = *std::move(content);
+    return true;
+  });
 }
 
 std::optional<jpeg_xmp_scan> scan_jpeg_for_xmp(std::string_view bytes) {
@@ -86,14 +96,10 @@ std::optional<std::string> jpeg_with_xmp(std::string_view bytes, const jpeg_xmp_
 
 bool write_jpeg_with_xmp(const std::wstring& path, std::string_view bytes, const jpeg_xmp_scan& scan,
                          std::string_view packet) {
-  const auto image = jpeg_with_xmp(bytes, scan, packet);
-  if (!image) return false;
-  auto file = platform::current().files.open(
-      path, {platform::access::write, platform::share::read, platform::disposition::rewrite_existing});
-  if (!file) return false;
-  const auto written = (*file)->write(std::as_bytes(std::span(*image)));
-  if (!written || *written != image->size() || !succeeded((*file)->set_end())) return false;
-  return succeeded((*file)->close());
+  return false_without_memory([&] {
+    const auto image = jpeg_with_xmp(bytes, scan, packet);
+    return image && overwrite(path, *image);
+  });
 }
 
 }  // namespace quill_box::metadata

@@ -18,7 +18,8 @@ struct jpeg_xmp_scan {
   std::size_t insertion_point = 2;
 };
 
-/// The whole content of a file of 1 byte to largest_file_in_memory; false for any other and for a short read.
+/// The whole content of a file of 1 byte to largest_file_in_memory. False for any other, for a short read and without
+/// memory for it; `buffer` is left as it was then.
 [[nodiscard]] bool read_whole_file(const std::wstring& path, std::string& buffer);
 
 /// None where `bytes` isn't a JPEG. Damage ends the scan: what stands behind it is not looked at.
@@ -29,7 +30,8 @@ struct jpeg_xmp_scan {
 [[nodiscard]] std::optional<std::string> jpeg_with_xmp(std::string_view bytes, const jpeg_xmp_scan& scan,
                                                        std::string_view packet);
 
-/// Writes jpeg_with_xmp over the file. A failed write leaves the file as it then stands.
+/// Writes jpeg_with_xmp over the file. False for any failure, a lack of memory too; a failed write leaves the file as
+/// it then stands.
 [[nodiscard]] bool write_jpeg_with_xmp(const std::wstring& path, std::string_view bytes, const jpeg_xmp_scan& scan,
                                        std::string_view packet);
 

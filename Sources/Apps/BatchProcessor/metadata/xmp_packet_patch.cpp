@@ -1,8 +1,9 @@
 #include "metadata/xmp_packet_patch.h"
 
-#include <cstdint>
 #include <span>
 
+#include "files/file_functions.h"
+#include "metadata/out_of_memory.h"
 #include "metadata/xmp_text.h"
 #include "platform/machine.h"
 
@@ -14,7 +15,6 @@ constexpr std::string_view packet_begin = "<?xpacket begin=";
 constexpr std::string_view packet_end = "<?xpacket end=";
 constexpr std::string_view instruction_end = "?>";
 constexpr std::string_view wrapper_end_tag = "</x:xmpmeta>";
-constexpr std::string_view rdf_end_tag = "</rdf:RDF>";
 
 std::optional<packet_patch> first_packet(std::string_view content) {
   const std::size_t begin = content.find(packet_begin);
@@ -25,7 +25,8 @@ std::optional<packet_patch> first_packet(std::string_view content) {
 }
 
 // Puts the rating between `opening` and `closing`, with blanks behind it up to the old value's length. An empty value
-// is no room, nor is a shorter one; an attribute without its end would reach into the end marker and break the packet.
+// is no room, nor is a shorter one. A value that runs into the end marker, such as an attribute without its end, is
+// refused on purpose: blanks over the marker would break the packet.
 bool replace_value(std::string& packet, std::string_view opening, std::string_view closing, std::string_view rating) {
   const std::size_t found = packet.find(opening);
   if (found == std::string::npos) return false;
@@ -41,7 +42,11 @@ bool replace_value(std::string& packet, std::string_view opening, std::string_vi
 
 std::string rating_block(std::string_view rating) {
   std::string block = R"(<rdf:Description rdf:about="" xmlns:xmp=")";
-  block.append(xmp_basic_uri).append(R"("><xmp:Rating>)").append(rating).append("</xmp:Rating></rdf:Description>");
+  block.append(xmp_basic_uri)
+      .append(R"(">)")
+      .append(rating_element_start)
+      .append(rating)
+      .append("</xmp:Rating></rdf:Description>");
   return block;
 }
 
@@ -52,13 +57,28 @@ bool add_block(std::string& packet, std::string_view rating) {
   if (wrapper == std::string::npos || end_marker == std::string::npos) return false;
   const std::size_t padding = wrapper + wrapper_end_tag.size();
   if (end_marker < padding) return false;
-  const std::size_t rdf_end = packet.substr(0, wrapper).rfind(rdf_end_tag);
+  const std::size_t rdf_end = std::string_view(packet).substr(0, wrapper).rfind(rdf_end_tag);
   if (rdf_end == std::string::npos) return false;
   const std::string block = rating_block(rating);
   if (end_marker - padding < block.size()) return false;
   packet.erase(padding, block.size());
   packet.insert(rdf_end, block);
   return true;
+}
+
+bool patch_file(const std::wstring& path, std::string_view rating) {
+  using platform::access;
+  auto file = platform::current().files.open(path, {access::read | access::write});
+  if (!file) return false;
+  const auto size = (*file)->size();
+  if (!size || *size > largest_file_in_memory) return false;
+  const auto content = files::read_exactly(**file, *size);
+  if (!content) return false;
+  const auto patch = patch_rating_in_packet(*content, rating);
+  if (!patch || !succeeded((*file)->seek(patch->offset))) return false;
+  const auto written = (*file)->write(std::as_bytes(std::span(patch->packet)));
+  const bool closed = succeeded((*file)->close());
+  return closed && written && *written == patch->packet.size();
 }
 
 }  // namespace
@@ -68,27 +88,14 @@ std::optional<packet_patch> patch_rating_in_packet(std::string_view content, std
   if (!patch) return std::nullopt;
   std::string& packet = patch->packet;
   const std::size_t old_length = packet.size();
-  const bool patched = replace_value(packet, "<xmp:Rating>", "<", rating) ||
-                       replace_value(packet, "xmp:Rating=\"", "\"", rating) || add_block(packet, rating);
+  const bool patched = replace_value(packet, rating_element_start, "<", rating) ||
+                       replace_value(packet, rating_attribute_start, "\"", rating) || add_block(packet, rating);
   if (!patched || packet.size() != old_length) return std::nullopt;
   return patch;
 }
 
 bool patch_rating_in_file(const std::wstring& path, int stars) {
-  using platform::access;
-  if (path.empty()) return false;
-  auto file = platform::current().files.open(path, {access::read | access::write});
-  if (!file) return false;
-  const auto size = (*file)->size();
-  if (!size || *size > largest_file_in_memory) return false;
-  std::string content(static_cast<std::size_t>(*size), '\0');
-  const auto read = (*file)->read(std::as_writable_bytes(std::span(content)));
-  if (!read || *read != content.size()) return false;
-  const auto patch = patch_rating_in_packet(content, std::to_string(stars));
-  if (!patch || !succeeded((*file)->seek(patch->offset))) return false;
-  const auto written = (*file)->write(std::as_bytes(std::span(patch->packet)));
-  const bool closed = succeeded((*file)->close());
-  return closed && written && *written == patch->packet.size();
+  return !path.empty() && false_without_memory([&] { return patch_file(path, std::to_string(stars)); });
 }
 
 }  // namespace quill_box::metadata

@@ -18,7 +18,8 @@ struct packet_patch {
 [[nodiscard]] std::optional<packet_patch> patch_rating_in_packet(std::string_view content, std::string_view rating);
 
 /// Writes the star number into the file's packet. Other programs are kept out meanwhile, the size stays. False when
-/// the file can't be opened, is larger than largest_file_in_memory, has no room, or can't be written.
+/// the file can't be opened, is larger than largest_file_in_memory or than the memory there is, has no room, or can't
+/// be written.
 [[nodiscard]] bool patch_rating_in_file(const std::wstring& path, int stars);
 
 }  // namespace quill_box::metadata

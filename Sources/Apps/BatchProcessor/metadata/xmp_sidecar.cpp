@@ -1,8 +1,11 @@
 #include "metadata/xmp_sidecar.h"
 
 #include <cstddef>
+#include <initializer_list>
 #include <optional>
+#include <utility>
 
+#include "metadata/out_of_memory.h"
 #include "metadata/xmp_text.h"
 #include "platform/machine.h"
 #include "text/conversions.h"
@@ -13,7 +16,6 @@ namespace {
 
 constexpr std::size_t none = std::string_view::npos;
 constexpr std::string_view description_end_tag = "</rdf:Description>";
-constexpr std::string_view rdf_end_tag = "</rdf:RDF>";
 
 std::string concatenated(std::initializer_list<std::string_view> parts) {
   std::string whole;
@@ -54,7 +56,7 @@ std::optional<std::string> with_value_replaced(std::string_view text, std::strin
 }
 
 std::string rating_element(std::string_view rating) {
-  return concatenated({"   <xmp:Rating>", rating, "</xmp:Rating>"});
+  return concatenated({"   ", rating_element_start, rating, "</xmp:Rating>"});
 }
 
 // Into the Description that declares the namespace of xmp:Rating.
@@ -101,19 +103,21 @@ std::optional<std::string> with_block_in_description(std::string_view text, std:
 template <class Edit>
 bool edit_sidecar(const std::wstring& path, Edit edit) {
   if (path.empty()) return false;
-  const std::wstring sidecar = path + L".xmp";
-  const auto facts = platform::current().files.facts(sidecar);
-  // Too large to be edited, and too much to be written over.
-  if (facts && facts->size > largest_file_in_memory) return false;
-  const std::string old = facts ? read_text_file(sidecar) : std::string();
-  return write_text_file(sidecar, edit(old));
+  return false_without_memory([&] {
+    const std::wstring sidecar = path + L".xmp";
+    const auto facts = platform::current().files.facts(sidecar);
+    // Too large to be edited, and too much to be written over.
+    if (facts && facts->size > largest_file_in_memory) return false;
+    const std::string old = facts ? read_text_file(sidecar) : std::string();
+    return write_text_file(sidecar, edit(old));
+  });
 }
 
 }  // namespace
 
 std::string sidecar_with_rating(std::string_view old, std::string_view rating) {
-  if (auto text = with_value_replaced(old, "<xmp:Rating>", "<", rating)) return *std::move(text);
-  if (auto text = with_value_replaced(old, "xmp:Rating=\"", "\"", rating)) return *std::move(text);
+  if (auto text = with_value_replaced(old, rating_element_start, "<", rating)) return *std::move(text);
+  if (auto text = with_value_replaced(old, rating_attribute_start, "\"", rating)) return *std::move(text);
   if (auto text = with_rating_in_description(old, rating)) return *std::move(text);
   const std::string element = rating_element(rating);
   if (auto text = with_new_description(old, "xmp", xmp_basic_uri, element)) return *std::move(text);

@@ -14,7 +14,8 @@ namespace quill_box::metadata {
 /// Tags go in as they are, without any escaping. An empty list becomes an empty bag.
 [[nodiscard]] std::string sidecar_with_keywords(std::string_view old, std::span<const std::wstring> tags);
 
-/// False for an empty path, for a sidecar larger than largest_file_in_memory, and when the text can't be written.
+/// False for an empty path, for a sidecar larger than largest_file_in_memory, when the text can't be written, and when
+/// memory runs out.
 [[nodiscard]] bool write_rating_sidecar(const std::wstring& path, int stars);
 [[nodiscard]] bool write_keywords_sidecar(const std::wstring& path, std::span<const std::wstring> tags);
 

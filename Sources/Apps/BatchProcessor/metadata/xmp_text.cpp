@@ -1,7 +1,11 @@
 #include "metadata/xmp_text.h"
 
+#include <new>
 #include <span>
+#include <utility>
 
+#include "files/file_functions.h"
+#include "metadata/out_of_memory.h"
 #include "platform/machine.h"
 #include "text/conversions.h"
 
@@ -65,23 +69,23 @@ std::string utf8_from_file_content(std::string content) {
 
 std::string read_text_file(const std::wstring& path) {
   using platform::share;
-  auto file = platform::current().files.open(path, {platform::access::read, share::read | share::write});
-  if (!file) return {};
-  const auto size = (*file)->size();
-  if (!size || *size == 0 || *size > largest_file_in_memory) return {};
-  std::string content(static_cast<std::size_t>(*size), '\0');
-  const auto read = (*file)->read(std::as_writable_bytes(std::span(content)));
-  if (!read || *read != content.size()) return {};
-  return utf8_from_file_content(std::move(content));
+  try {
+    auto content = files::read_whole_file(path, largest_file_in_memory, share::read | share::write);
+    return content ? utf8_from_file_content(*std::move(content)) : std::string();
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
 }
 
 bool write_text_file(const std::wstring& path, std::string_view text) {
-  auto file = platform::current().files.open(
-      path, {platform::access::write, platform::share::none, platform::disposition::create_always});
-  if (!file) return false;
-  const auto written = (*file)->write(std::as_bytes(std::span(text)));
-  const bool closed = succeeded((*file)->close());
-  return closed && written && *written == text.size();
+  return false_without_memory([&] {
+    auto file = platform::current().files.open(
+        path, {platform::access::write, platform::share::none, platform::disposition::create_always});
+    if (!file) return false;
+    const auto written = (*file)->write(std::as_bytes(std::span(text)));
+    const bool closed = succeeded((*file)->close());
+    return closed && written && *written == text.size();
+  });
 }
 
 }  // namespace quill_box::metadata

@@ -14,7 +14,13 @@ inline constexpr std::string_view rdf_uri = "http://www.w3.org/1999/02/22-rdf-sy
 inline constexpr std::string_view xmp_basic_uri = "http://ns.adobe.com/xap/1.0/";
 inline constexpr std::string_view dublin_core_uri = "http://purl.org/dc/elements/1.1/";
 
-/// Files above this many bytes (300 MiB) are not taken into memory; one of exactly this size is.
+/// What the editors look for: the end of the properties, and where a rating starts in either of its two forms.
+inline constexpr std::string_view rdf_end_tag = "</rdf:RDF>";
+inline constexpr std::string_view rating_element_start = "<xmp:Rating>";
+inline constexpr std::string_view rating_attribute_start = "xmp:Rating=\"";
+
+/// Files above this many bytes (300 MiB) are not taken into memory; one of exactly this size is. It binds sidecars too,
+/// on purpose: such a one is no sidecar, and what can't be read would be written over.
 inline constexpr std::uint64_t largest_file_in_memory = 314'572'800;
 
 /// The first position at or after `start`; npos for none, also when `start` is npos or behind the end.
@@ -29,10 +35,12 @@ inline constexpr std::uint64_t largest_file_in_memory = 314'572'800;
 /// as it is.
 [[nodiscard]] std::string utf8_from_file_content(std::string content);
 
-/// The text of a file as UTF-8; empty when it is missing, can't be read, or is larger than largest_file_in_memory.
+/// The text of a file as UTF-8; empty when it is missing, can't be read, is larger than largest_file_in_memory, or when
+/// there is no memory for it.
 [[nodiscard]] std::string read_text_file(const std::wstring& path);
 
-/// Replaces the file by this text. True only when every byte arrived; on false the file may be cut short.
+/// Replaces the file by this text. True only when every byte arrived; on false, which a lack of memory is too,
+/// the file may be cut short.
 [[nodiscard]] bool write_text_file(const std::wstring& path, std::string_view text);
 
 }  // namespace quill_box::metadata
