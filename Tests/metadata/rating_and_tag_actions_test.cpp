@@ -163,6 +163,27 @@ TEST_F(toggle_tags_item, of_one_tag_twice_changes_nothing_in_the_end) {
   EXPECT_EQ(tags(), property_value(tag_vector{L"a"}));
 }
 
+TEST_F(toggle_tags_item, a_missing_tag_is_added_to_what_a_second_read_gives) {
+  has_tags({L"a"});
+  machine.calls.before("get", 2, [this] { has_tags({L"a", L"x"}); });
+  toggle_tags_action(photo, L"c");
+  EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"c", L"x"}));
+  EXPECT_EQ(machine.calls.count("get"), 2U);
+}
+
+TEST_F(toggle_tags_item, a_present_tag_is_removed_from_what_the_first_read_gave) {
+  has_tags({L"a", L"b"});
+  toggle_tags_action(photo, L"a");
+  EXPECT_EQ(machine.calls.count("get"), 1U);
+}
+
+TEST_F(toggle_tags_item, of_two_tags_on_a_refusing_type_stores_the_first_and_raises) {
+  machine.properties.handler(L".jpg").refused_keys[keywords_key] = hresult::storage_access_denied;
+  EXPECT_EQ(raised_by([] { toggle_tags_action(photo, L"a;b"); }), "Failed to set tags");
+  EXPECT_EQ(set_value(photo, keywords_key), property_value(tag_vector{L"a"}));
+  EXPECT_EQ(tags(), no_value);
+}
+
 TEST_F(toggle_tags_item, opens_and_commits_once) {
   toggle_tags_action(photo, L"a;b;c");
   EXPECT_EQ(machine.calls.count("open_handler_store"), 1U);

@@ -147,7 +147,8 @@ TEST_F(rating_chain, a_folder_goes_the_same_way) {
 TEST_F(rating_chain, a_store_without_a_path_fails_on_every_route) {
   file_metadata_store closed;
   EXPECT_EQ(raised_by([&] { closed.set_rating(3); }), "Failed to set rating");
-  EXPECT_FALSE(machine.exists(LR"(C:\.xmp)"));
+  EXPECT_EQ(machine.calls.count("open"), 0U);
+  EXPECT_EQ(machine.calls.count("open_image"), 0U);
 }
 
 // --- tags

@@ -35,4 +35,9 @@ TEST(join_tag_list, puts_a_semicolon_between_tags) {
   EXPECT_EQ(text::split_tag_list(text::join_tag_list(three)), three);
 }
 
+TEST(join_tag_list, counts_empty_tags) {
+  EXPECT_EQ(text::join_tag_list(std::vector<std::wstring>{L"", L"a"}), L";a");
+  EXPECT_EQ(text::join_tag_list(std::vector<std::wstring>{L"a", L"", L""}), L"a;;");
+}
+
 }  // namespace

@@ -48,6 +48,8 @@ void toggle_tag(file_metadata_store& store, const std::wstring& tag) {
   if (found != tags.end()) {
     tags.erase(found);
   } else {
+    // Appended to what is there now, not to what was there when it was looked for.
+    tags = store.get_tags();
     tags.push_back(tag);
   }
   store.set_tags(tags);

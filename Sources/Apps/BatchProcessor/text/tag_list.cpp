@@ -16,9 +16,9 @@ std::vector<std::wstring> split_tag_list(std::wstring_view list) {
 
 std::wstring join_tag_list(std::span<const std::wstring> tags) {
   std::wstring list;
-  for (const std::wstring& tag : tags) {
-    if (!list.empty()) list += L';';
-    list += tag;
+  for (std::size_t i = 0; i < tags.size(); ++i) {
+    if (i > 0) list += L';';
+    list += tags[i];
   }
   return list;
 }
