@@ -34,6 +34,7 @@ constexpr std::array gaps = {
     gap{native_kind::wine, capability::creation_time, "Wine makes the creation time up from the others"},
     gap{native_kind::wine, capability::harmless_image_opening,
         "Wine empties or makes an image that it opens for writing"},
+    gap{native_kind::wine, capability::property_stores, "Wine has no property handlers and no property sets of files"},
     gap{native_kind::wine, capability::long_profile_paths, "Wine takes no long path for an INI file"},
     gap{native_kind::wine, capability::known_error_texts, "Wine lacks some messages and words others in its own way"},
 };

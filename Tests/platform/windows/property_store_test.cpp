@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -57,13 +58,28 @@ TEST_F(property_store, keywords_are_set_and_read) {
   EXPECT_EQ(get(platform::keywords_key), property_value(tags));
 }
 
-TEST_F(property_store, the_key_reaches_the_system_as_it_is) {
-  ASSERT_EQ(store_->set(platform::rating_key, std::uint32_t{25}), hresult::ok);
-  PROPERTYKEY key = {};
-  ASSERT_EQ(native_->GetAt(0, &key), S_OK);
-  const GUID format = {0x64440492, 0x4c8b, 0x11d1, {0x8b, 0x70, 0x08, 0x00, 0x36, 0xb1, 0x1a, 0x03}};
-  EXPECT_TRUE(IsEqualGUID(key.fmtid, format));
-  EXPECT_EQ(key.pid, 9U);
+TEST_F(property_store, every_key_reaches_the_system_as_it_is) {
+  struct known_key {
+    platform::property_key ours;
+    PROPERTYKEY native;
+  };
+  const known_key keys[] = {
+      {platform::keywords_key, {{0xf29f85e0, 0x4ff9, 0x1068, {0xab, 0x91, 0x08, 0x00, 0x2b, 0x27, 0xb3, 0xd9}}, 5}},
+      {platform::rating_key, {{0x64440492, 0x4c8b, 0x11d1, {0x8b, 0x70, 0x08, 0x00, 0x36, 0xb1, 0x1a, 0x03}}, 9}},
+      {platform::people_names_key,
+       {{0xe8309b6e, 0x084c, 0x49b4, {0xb1, 0xfc, 0x90, 0xa8, 0x03, 0x31, 0xb6, 0x38}}, 100}},
+  };
+  std::uint32_t number = 0;
+  for (const known_key& key : keys) {
+    ASSERT_EQ(store_->set(key.ours, ++number), hresult::ok);
+    PROPVARIANT value = {};
+    ASSERT_EQ(native_->GetValue(key.native, &value), S_OK);
+    EXPECT_EQ(value.vt, VT_UI4);
+    EXPECT_EQ(value.ulVal, number);
+  }
+  DWORD count = 0;
+  ASSERT_EQ(native_->GetCount(&count), S_OK);
+  EXPECT_EQ(count, std::size(keys));
 }
 
 TEST_F(property_store, a_value_that_cant_be_made_is_not_set) {
