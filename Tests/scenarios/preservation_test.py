@@ -176,6 +176,23 @@ class preservation(unittest.TestCase):
                     self.assertEqual(found.get("IFD0:Rating", "4"), "4")
                     self.assertEqual(found.get("IFD0:RatingPercent", "75"), "75")
 
+    def test_tags_reached_every_sample(self):
+        tags = {"beach", "Größe"}
+        for name, found in self.after["tags"].items():
+            with self.subTest(name):
+                if name.endswith(".mp3"):  # takes no tags
+                    continue
+                if name.endswith(".mp4"):  # has no place for tags that Windows reads; they hang on the file
+                    stored = os.getxattr(self.folder / "tags" / name, "user.xdg.tags").decode().split(",")
+                    self.assertEqual(set(stored), tags)
+                    continue
+                self.assertLessEqual(tags, set(found["XMP-dc:Subject"]))
+                self.assertEqual(found["XMP-microsoft:LastKeywordXMP"], found["XMP-dc:Subject"])
+                if "IFD0:XPKeywords" in found:
+                    self.assertEqual(found["IFD0:XPKeywords"].split(";"), found["XMP-dc:Subject"])
+                if "IPTC:Keywords" in found:
+                    self.assertEqual(found["IPTC:Keywords"], found["XMP-dc:Subject"])
+
     def test_no_file_appeared_or_went(self):
         for mode in self.MODES:
             self.assertEqual(sorted(os.listdir(self.folder / mode)), sorted(samples.ALL))
@@ -287,6 +304,8 @@ class links(scenario.scenario):
         path = pictures.picture(self.folder / "a.jpg")
         pixels = pixels_of(path)
         os.chmod(path, 0o444)
-        self.run_job("set_rating", "4", [path])
+        outcome = self.run_job("set_rating", "4", [path])
+        self.assertTrue(self.rating_of(path) == 4 or "Error processing\n" in outcome.standard_error,
+                        "neither stored nor told: " + outcome.standard_error)
         self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), 0o444)
         self.assertEqual(pixels_of(path), pixels)

@@ -164,8 +164,9 @@ class sound_and_video(readback):
         film = pictures.video(self.folder / "a.mp4")
         for path in (song, film):
             self.run_all(path, ("set_rating", "4"), ("remove_rating", ""))
-        self.assertNotIn("196", str(exiftool(song, "-ID3:Popularimeter")))
-        self.assertEqual(exiftool(film, "-SharedUserRating").get("Microsoft:SharedUserRating", 0), 0)
+        self.assertIn(exiftool(song, "-ID3:Popularimeter"),
+                      ({}, {"ID3v2_3:Popularimeter": "Windows Media Player 9 Series 0 0"}))
+        self.assertIn(exiftool(film, "-Microsoft:all"), ({}, {"Microsoft:SharedUserRating": 0}))
 
 
 class files_without_a_format_for_metadata(readback):
