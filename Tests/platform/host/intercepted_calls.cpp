@@ -14,16 +14,16 @@ namespace host_test {
 
 namespace {
 
-std::array<std::function<int()>, 3> hooks;
+std::array<std::function<int()>, 4> hooks;
 
 std::function<int()>& hook_of(system_call call) { return hooks.at(static_cast<std::size_t>(call)); }
 
 // As the C library's wrappers do it.
 template <class... Arguments>
-int make_call(system_call call, long number, Arguments... arguments) {
+long make_call(system_call call, long number, Arguments... arguments) {
   const std::function<int()>& before = hook_of(call);
   const int failure = before ? before() : 0;
-  if (failure == 0) return static_cast<int>(::syscall(number, arguments...));
+  if (failure == 0) return ::syscall(number, arguments...);
   errno = failure;
   return -1;
 }
@@ -41,13 +41,18 @@ intercepted_call::~intercepted_call() { hook_of(call_) = nullptr; }
 extern "C" {
 
 int fchmod(int file, mode_t mode) noexcept {
-  return host_test::make_call(host_test::system_call::fchmod, SYS_fchmod, file, mode);
+  return static_cast<int>(host_test::make_call(host_test::system_call::fchmod, SYS_fchmod, file, mode));
 }
 
-int fsync(int file) { return host_test::make_call(host_test::system_call::fsync, SYS_fsync, file); }
+int fsync(int file) { return static_cast<int>(host_test::make_call(host_test::system_call::fsync, SYS_fsync, file)); }
 
 int fsetxattr(int file, const char* name, const void* value, size_t size, int flags) noexcept {
-  return host_test::make_call(host_test::system_call::fsetxattr, SYS_fsetxattr, file, name, value, size, flags);
+  return static_cast<int>(
+      host_test::make_call(host_test::system_call::fsetxattr, SYS_fsetxattr, file, name, value, size, flags));
+}
+
+ssize_t send(int socket, const void* bytes, size_t size, int flags) {
+  return host_test::make_call(host_test::system_call::send, SYS_sendto, socket, bytes, size, flags, nullptr, 0);
 }
 
 }  // extern "C"

@@ -6,7 +6,7 @@
 
 namespace host_test {
 
-enum class system_call : std::uint8_t { fchmod, fsync, fsetxattr };
+enum class system_call : std::uint8_t { fchmod, fsync, fsetxattr, send };
 
 /// While this lives, `before` runs ahead of every such call of this process (and of those that it forks meanwhile). An
 /// errno that it returns is what the call fails with; 0 lets it through. One at a time for each call.

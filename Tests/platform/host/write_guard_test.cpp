@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/host/host_files.h"
+#include "platform/host/intercepted_calls.h"
 #include "platform/host/unique_descriptor.h"
 
 namespace {
@@ -128,6 +129,14 @@ TEST_F(write_guard_test, a_helper_killed_during_a_change_leaves_the_change_made)
   EXPECT_EQ(guard.write(file.get(), whole(after, before)), win32_error::success);
   killer.join();
   EXPECT_EQ(content(path), before);
+}
+
+TEST_F(write_guard_test, a_helper_that_can_t_answer_leaves_the_change_made) {
+  const unique_descriptor file = open_for_change(path);
+  const host_test::intercepted_call failing(host_test::system_call::send, [] { return ENOBUFS; });
+  EXPECT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  EXPECT_EQ(guard.helper(), 0);
+  EXPECT_EQ(content(path), after);
 }
 
 TEST_F(write_guard_test, signals_for_the_program_do_not_end_the_helper) {

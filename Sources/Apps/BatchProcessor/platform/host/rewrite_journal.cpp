@@ -153,8 +153,8 @@ win32_result<found_journal> find_journal(const std::string& marked, const std::s
     if (last_name_of(name) != last_name_of(beside)) continue;
     unique_descriptor journal(::open(name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (journal) return found_journal{name, std::move(journal)};
-    // A link is not ours.
-    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) return error_from_errno(errno);
+    // A link or a socket is not ours.
+    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP && errno != ENXIO) return error_from_errno(errno);
   }
   return found_journal{};
 }

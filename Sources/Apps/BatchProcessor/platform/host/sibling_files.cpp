@@ -68,9 +68,9 @@ win32_error remove_stale_staging(const std::string& path) {
   // For writing, since locks on network file systems ask for that.
   const unique_descriptor leftover(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!leftover && errno == ENOENT) return win32_error::success;
-  // What may not be opened is no work in progress of this user: a link, or a file with someone else's owner. Whatever
-  // else fails tells nothing of the file.
-  if (!leftover && errno != EACCES && errno != ELOOP) return error_from_errno(errno);
+  // What may not be opened is no work in progress of this user: a link, a socket, or a file with someone else's
+  // owner. Whatever else fails tells nothing of the file.
+  if (!leftover && errno != EACCES && errno != ELOOP && errno != ENXIO) return error_from_errno(errno);
   if (leftover) {
     if (::flock(leftover.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return win32_error::sharing_violation;
     // Its process has just given it its name.

@@ -153,8 +153,8 @@ template <class Order>
       ::close(descriptor);
     }
     const char word = 0;
-    // The other side may be gone, which the next receive tells.
-    static_cast<void>(::send(socket, &word, sizeof word, MSG_NOSIGNAL));
+    // Who gets no answer is gone, or makes the change again once this helper is.
+    if (::send(socket, &word, sizeof word, MSG_NOSIGNAL) < 0) break;
   }
   ::_exit(0);
 }
