@@ -13,7 +13,7 @@ from support.scenario import NO_METADATA_UNDER_WINE, job_document, scenario
 
 SEED = 20260301
 KILLS = 100  # of each kind of run
-SECONDS = 10  # after which no further kill of a kind is begun
+SECONDS = 8  # after which no further kill of a kind is begun
 # What a killed run may leave until the next one: room for attributes, and the mark of a file that it was about to
 # rewrite behind its names.
 ROOM = "user.quill_box.room"
