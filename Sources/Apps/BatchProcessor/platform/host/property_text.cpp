@@ -1,7 +1,6 @@
 #include "platform/host/property_text.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +8,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "platform/host/star_scale.h"
 #include "platform/property_keys.h"
 #include "text/conversions.h"
 #include "text/format.h"
@@ -21,13 +21,6 @@ constexpr std::string_view unsigned_mark = "ui4:";
 constexpr std::string_view signed_mark = "i4:";
 constexpr std::string_view text_mark = "lpwstr:";
 constexpr std::string_view list_mark = "lpwstrs:";
-
-// Stars by the highest percent value that stands for them, and the percent value that they are written as.
-struct star_row {
-  std::uint32_t highest;
-  std::uint32_t written;
-};
-constexpr std::array<star_row, 6> star_table = {{{0, 0}, {12, 1}, {37, 25}, {62, 50}, {87, 75}, {100, 99}}};
 
 template <class Number>
 std::optional<Number> number_in(std::string_view text) {
@@ -77,10 +70,9 @@ std::optional<std::uint32_t> percent_of(const property_value& value) {
 std::optional<std::string> rating_text(const property_value& value) {
   const std::optional<std::uint32_t> percent = percent_of(value);
   if (!percent) return {};
-  const auto* const row = std::ranges::lower_bound(star_table, *percent, {}, &star_row::highest);
-  const auto stars = row - star_table.begin();
   // Beyond the scale there are no stars to show.
-  if (stars == 0 || row == star_table.end()) return {};
+  const std::uint32_t stars = stars_of_percent(*percent).value_or(0);
+  if (stars == 0) return {};
   return std::to_string(2 * stars);
 }
 
@@ -115,8 +107,8 @@ property_value tags_from(std::string_view text) {
 property_value rating_from(std::string_view text) {
   // Half stars count as whole ones.
   const std::size_t stars = (number_in<std::uint8_t>(without_blanks(text)).value_or(0) + std::size_t{1}) / 2;
-  if (stars == 0 || stars >= star_table.size()) return {};
-  return star_table[stars].written;
+  if (stars == 0 || stars >= star_scale.size()) return {};
+  return star_scale[stars].written;
 }
 
 }  // namespace

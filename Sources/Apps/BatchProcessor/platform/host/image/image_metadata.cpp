@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "platform/host/image/iptc.h"
+#include "platform/host/star_scale.h"
 #include "text/conversions.h"
 #include "text/tag_list.h"
 
@@ -15,19 +16,11 @@ namespace {
 
 constexpr std::uint32_t off_scale = 500;
 
-constexpr std::uint32_t stars_of(std::uint32_t percent) {
-  if (percent == 0) return 0;
-  if (percent <= 12) return 1;
-  if (percent <= 37) return 2;
-  if (percent <= 62) return 3;
-  if (percent <= 87) return 4;
-  return percent <= 100 ? 5 : off_scale;
-}
+constexpr std::uint32_t stars_of(std::uint32_t percent) { return stars_of_percent(percent).value_or(off_scale); }
 
 constexpr std::uint32_t percent_of(std::int64_t stars) {
-  constexpr std::uint32_t percents[] = {0, 1, 25, 50, 75, 99};
   if (stars < 0) return 0;
-  return stars < std::ssize(percents) ? percents[stars] : off_scale;
+  return stars < std::ssize(star_scale) ? star_scale[static_cast<std::size_t>(stars)].written : off_scale;
 }
 
 // A number as XMP writes it; some programs write "4.0".

@@ -3,20 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/host/edits.h"
+
 namespace platform::host::image {
 
 void plan_builder::replace(std::uint64_t offset, std::string_view old_bytes, std::string_view new_bytes) {
-  const auto [old_differs, new_differs] =
-      std::mismatch(old_bytes.begin(), old_bytes.end(), new_bytes.begin(), new_bytes.end());
-  const auto head = static_cast<std::size_t>(old_differs - old_bytes.begin());
-  old_bytes.remove_prefix(head);
-  new_bytes.remove_prefix(head);
-  const auto [old_tail, new_tail] =
-      std::mismatch(old_bytes.rbegin(), old_bytes.rend(), new_bytes.rbegin(), new_bytes.rend());
-  const auto tail = static_cast<std::size_t>(old_tail - old_bytes.rbegin());
-  old_bytes.remove_suffix(tail);
-  new_bytes.remove_suffix(tail);
-  splice_in(offset + head, old_bytes.size(), std::string(new_bytes));
+  add_difference(plan_, offset, old_bytes, new_bytes);
 }
 
 void plan_builder::splice_in(std::uint64_t offset, std::uint64_t erase, std::string bytes) {

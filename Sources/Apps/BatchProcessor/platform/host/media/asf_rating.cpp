@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/host/byte_order.h"
-#include "platform/host/media/edits.h"
+#include "platform/host/edits.h"
 
 namespace platform::host::media {
 

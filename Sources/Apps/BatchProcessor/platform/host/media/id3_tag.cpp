@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/host/byte_order.h"
-#include "platform/host/media/edits.h"
+#include "platform/host/edits.h"
 
 namespace platform::host::media {
 

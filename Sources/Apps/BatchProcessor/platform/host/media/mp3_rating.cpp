@@ -10,6 +10,7 @@
 
 #include "platform/host/byte_order.h"
 #include "platform/host/media/id3_tag.h"
+#include "platform/host/star_scale.h"
 
 namespace platform::host::media {
 
@@ -17,21 +18,13 @@ namespace {
 
 constexpr std::string_view own_name = "Windows Media Player 9 Series";
 
-struct star_row {
-  std::uint8_t lowest_byte;  ///< read as this many stars from here up
-  std::uint8_t stored_byte;
-  std::uint32_t lowest_percent;
-  std::uint32_t percent;
+// In the order of star_scale.
+struct byte_row {
+  std::uint8_t lowest;  ///< read as this many stars from here up
+  std::uint8_t stored;
 };
-constexpr std::array<star_row, 6> stars = {{
-    {0, 0, 0, 0},
-    {1, 1, 1, 1},
-    {32, 64, 13, 25},
-    {96, 128, 38, 50},
-    {160, 196, 63, 75},
-    {224, 255, 88, 99},
-}};
-constexpr std::uint32_t highest_percent = 100;
+constexpr std::array<byte_row, star_scale.size()> star_bytes = {
+    {{0, 0}, {1, 1}, {32, 64}, {96, 128}, {160, 196}, {224, 255}}};
 
 struct popularimeter {
   id3_frame frame;
@@ -44,14 +37,13 @@ std::uint8_t rating_byte(const popularimeter& frame) { return static_cast<std::u
 
 std::optional<std::uint32_t> percent_of(std::uint8_t byte) {
   if (byte == 0) return std::nullopt;
-  return std::find_if(stars.rbegin(), stars.rend(), [&](const star_row& row) { return byte >= row.lowest_byte; })
-      ->percent;
+  const auto* const above = std::ranges::upper_bound(star_bytes, byte, {}, &byte_row::lowest);
+  return star_scale[static_cast<std::size_t>(above - star_bytes.begin()) - 1].written;
 }
 
 std::optional<std::uint8_t> byte_of(std::uint32_t percent) {
-  if (percent > highest_percent) return std::nullopt;
-  return std::find_if(stars.rbegin(), stars.rend(), [&](const star_row& row) { return percent >= row.lowest_percent; })
-      ->stored_byte;
+  const auto stars = stars_of_percent(percent);
+  return stars ? std::optional(star_bytes[*stars].stored) : std::nullopt;
 }
 
 std::string_view frame_id(const id3_tag& tag) { return tag.version == 2 ? "POP" : "POPM"; }

@@ -11,146 +11,49 @@ namespace platform::host::media {
 namespace {
 
 /// The atoms that hold positions, or hold atoms that do. Depth is bounded by these kinds: none holds itself.
-enum class kind : std::uint8_t {
-  file,
-  moov,
-  trak,
-  mdia,
-  minf,
-  dinf,
-  stbl,
-  moof,
-  traf,
-  mfra,
-  meta,
-  plain,  ///< no position in it
-  stco,
-  co64,
-  saio,
-  tfhd,
-  tfra,
-  sidx,
-  iloc,
-  dref,
+enum class kind : std::uint32_t {
+  file = 0,
+  plain = 1,  ///< no position in it
+  moov = atom_type("moov"),
+  trak = atom_type("trak"),
+  mdia = atom_type("mdia"),
+  minf = atom_type("minf"),
+  dinf = atom_type("dinf"),
+  stbl = atom_type("stbl"),
+  moof = atom_type("moof"),
+  traf = atom_type("traf"),
+  mfra = atom_type("mfra"),
+  meta = atom_type("meta"),
+  stco = atom_type("stco"),
+  co64 = atom_type("co64"),
+  saio = atom_type("saio"),
+  tfhd = atom_type("tfhd"),
+  tfra = atom_type("tfra"),
+  sidx = atom_type("sidx"),
+  iloc = atom_type("iloc"),
+  dref = atom_type("dref"),
 };
 
-struct row {
+/// What may stand where: atoms that are a kind of their own, and plain ones, as names of four characters with a blank
+/// between them. An atom that isn't named can't be judged.
+struct parent_row {
   kind parent;
-  std::uint32_t type;
-  kind child;
+  std::string_view kinds;
+  std::string_view plain;
 };
-
-constexpr row row_of(kind parent, const char (&type)[5], kind child = kind::plain) {
-  return {parent, atom_type(type), child};
-}
-
-/// What may stand where. An atom that isn't named here can't be judged.
-constexpr row known_atoms[] = {
-    row_of(kind::file, "moov", kind::moov),
-    row_of(kind::file, "moof", kind::moof),
-    row_of(kind::file, "mfra", kind::mfra),
-    row_of(kind::file, "meta", kind::meta),
-    row_of(kind::file, "sidx", kind::sidx),
-    row_of(kind::file, "ftyp"),
-    row_of(kind::file, "styp"),
-    row_of(kind::file, "mdat"),
-    row_of(kind::file, "wide"),
-    row_of(kind::file, "pdin"),
-    row_of(kind::file, "prft"),
-    row_of(kind::file, "emsg"),
-    row_of(kind::file, "ssix"),
-    row_of(kind::moov, "trak", kind::trak),
-    row_of(kind::moov, "meta", kind::meta),
-    row_of(kind::moov, "mvhd"),
-    row_of(kind::moov, "iods"),
-    row_of(kind::moov, "udta"),
-    row_of(kind::moov, "mvex"),
-    row_of(kind::moov, "pssh"),
-    row_of(kind::moov, "clip"),
-    row_of(kind::moov, "ctab"),
-    row_of(kind::trak, "mdia", kind::mdia),
-    row_of(kind::trak, "meta", kind::meta),
-    row_of(kind::trak, "tkhd"),
-    row_of(kind::trak, "edts"),
-    row_of(kind::trak, "tref"),
-    row_of(kind::trak, "udta"),
-    row_of(kind::trak, "load"),
-    row_of(kind::trak, "clip"),
-    row_of(kind::trak, "matt"),
-    row_of(kind::trak, "tapt"),
-    row_of(kind::trak, "imap"),
-    row_of(kind::trak, "txas"),
-    row_of(kind::trak, "trgr"),
-    row_of(kind::mdia, "minf", kind::minf),
-    row_of(kind::mdia, "mdhd"),
-    row_of(kind::mdia, "hdlr"),
-    row_of(kind::mdia, "elng"),
-    row_of(kind::mdia, "udta"),
-    row_of(kind::minf, "stbl", kind::stbl),
-    row_of(kind::minf, "dinf", kind::dinf),
-    row_of(kind::minf, "vmhd"),
-    row_of(kind::minf, "smhd"),
-    row_of(kind::minf, "hmhd"),
-    row_of(kind::minf, "nmhd"),
-    row_of(kind::minf, "sthd"),
-    row_of(kind::minf, "gmhd"),
-    row_of(kind::minf, "hdlr"),
-    row_of(kind::dinf, "dref", kind::dref),
-    row_of(kind::stbl, "stco", kind::stco),
-    row_of(kind::stbl, "co64", kind::co64),
-    row_of(kind::stbl, "saio", kind::saio),
-    row_of(kind::stbl, "stsd"),
-    row_of(kind::stbl, "stts"),
-    row_of(kind::stbl, "stss"),
-    row_of(kind::stbl, "stsc"),
-    row_of(kind::stbl, "stsz"),
-    row_of(kind::stbl, "stz2"),
-    row_of(kind::stbl, "ctts"),
-    row_of(kind::stbl, "cslg"),
-    row_of(kind::stbl, "sdtp"),
-    row_of(kind::stbl, "sgpd"),
-    row_of(kind::stbl, "sbgp"),
-    row_of(kind::stbl, "csgp"),
-    row_of(kind::stbl, "subs"),
-    row_of(kind::stbl, "stsh"),
-    row_of(kind::stbl, "padb"),
-    row_of(kind::stbl, "stdp"),
-    row_of(kind::stbl, "stps"),
-    row_of(kind::stbl, "saiz"),
-    row_of(kind::stbl, "senc"),
-    row_of(kind::moof, "traf", kind::traf),
-    row_of(kind::moof, "mfhd"),
-    row_of(kind::moof, "pssh"),
-    row_of(kind::traf, "tfhd", kind::tfhd),
-    row_of(kind::traf, "trun"),
-    row_of(kind::traf, "tfdt"),
-    row_of(kind::traf, "sbgp"),
-    row_of(kind::traf, "sgpd"),
-    row_of(kind::traf, "csgp"),
-    row_of(kind::traf, "subs"),
-    row_of(kind::traf, "saiz"),
-    row_of(kind::traf, "saio"),
-    row_of(kind::traf, "senc"),
-    row_of(kind::traf, "sdtp"),
-    row_of(kind::mfra, "tfra", kind::tfra),
-    row_of(kind::mfra, "mfro"),
-    row_of(kind::meta, "iloc", kind::iloc),
-    row_of(kind::meta, "dinf", kind::dinf),
-    row_of(kind::meta, "hdlr"),
-    row_of(kind::meta, "pitm"),
-    row_of(kind::meta, "iinf"),
-    row_of(kind::meta, "iref"),
-    row_of(kind::meta, "iprp"),
-    row_of(kind::meta, "ipro"),
-    row_of(kind::meta, "idat"),
-    row_of(kind::meta, "keys"),
-    row_of(kind::meta, "ilst"),
-    row_of(kind::meta, "xml "),
-    row_of(kind::meta, "bxml"),
-    row_of(kind::meta, "mhdr"),
-    row_of(kind::meta, "ctry"),
-    row_of(kind::meta, "lang"),
-    row_of(kind::meta, "grpl"),
+constexpr parent_row known_atoms[] = {
+    {kind::file, "moov moof mfra meta sidx", "ftyp styp mdat wide pdin prft emsg ssix"},
+    {kind::moov, "trak meta", "mvhd iods udta mvex pssh clip ctab"},
+    {kind::trak, "mdia meta", "tkhd edts tref udta load clip matt tapt imap txas trgr"},
+    {kind::mdia, "minf", "mdhd hdlr elng udta"},
+    {kind::minf, "stbl dinf", "vmhd smhd hmhd nmhd sthd gmhd hdlr"},
+    {kind::dinf, "dref", ""},
+    {kind::stbl, "stco co64 saio",
+     "stsd stts stss stsc stsz stz2 ctts cslg sdtp sgpd sbgp csgp subs stsh padb stdp stps saiz senc"},
+    {kind::moof, "traf", "mfhd pssh"},
+    {kind::traf, "tfhd", "trun tfdt sbgp sgpd csgp subs saiz saio senc sdtp"},
+    {kind::mfra, "tfra", "mfro"},
+    {kind::meta, "iloc dinf", "hdlr pitm iinf iref iprp ipro idat keys ilst xml  bxml mhdr ctry lang grpl"},
 };
 
 constexpr std::size_t most_atoms_visited = std::size_t{1} << 22;
@@ -158,12 +61,20 @@ constexpr std::size_t most_atoms_visited = std::size_t{1} << 22;
 constexpr std::uint64_t record_head = 32;
 constexpr std::uint64_t greatest_iloc = 64 << 20;
 
+bool has_name(std::string_view names, std::string_view name) {
+  for (std::size_t at = 0; at < names.size(); at += 5) {
+    if (names.substr(at, 4) == name) return true;
+  }
+  return false;
+}
+
 std::optional<kind> kind_of(kind parent, std::uint32_t type) {
   if (type == atom_type("free") || type == atom_type("skip")) return kind::plain;
-  const auto found = std::find_if(std::begin(known_atoms), std::end(known_atoms),
-                                  [&](const row& row) { return row.parent == parent && row.type == type; });
-  if (found == std::end(known_atoms)) return std::nullopt;
-  return found->child;
+  const auto* const row = std::ranges::find(known_atoms, parent, &parent_row::parent);
+  if (row == std::end(known_atoms)) return std::nullopt;
+  const std::string name = big_bytes(type, 4);
+  if (has_name(row->kinds, name)) return static_cast<kind>(type);
+  return has_name(row->plain, name) ? std::optional(kind::plain) : std::nullopt;
 }
 
 bool is_xmp(byte_source& source, const atom& self) {

@@ -8,7 +8,7 @@
 #include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
 
-namespace platform::host::media {
+namespace platform::host {
 
 /// Adds the splice that turns `before`, which stands at `offset`, into `after`: the bytes that both start and end
 /// with are left out of it. Nothing is added where they are equal.
@@ -19,4 +19,4 @@ void add_difference(edit_plan& plan, std::uint64_t offset, std::string_view befo
 /// be read.
 [[nodiscard]] std::optional<edit_plan> join_balanced(byte_source& source, edit_plan plan);
 
-}  // namespace platform::host::media
+}  // namespace platform::host

@@ -1,10 +1,10 @@
-#include "platform/host/media/edits.h"
+#include "platform/host/edits.h"
 
 #include <algorithm>
 #include <string>
 #include <utility>
 
-namespace platform::host::media {
+namespace platform::host {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::optional<edit_plan> join_balanced(byte_source& source, edit_plan plan) {
   return joined;
 }
 
-}  // namespace platform::host::media
+}  // namespace platform::host
