@@ -19,7 +19,7 @@ constexpr unsigned char byte_of(char c) { return static_cast<unsigned char>(c); 
 
 bool names_another_machines_place(std::wstring_view path, bool had_prefix) {
   if (path.size() >= 2 && is_ascii_letter(path[0]) && path[1] == L':') return true;
-  if (path.starts_with(LR"(\\)")) return true;
+  if (path.size() >= 2 && path[0] == L'\\' && path[1] == L'\\') return true;
   return had_prefix && path.starts_with(share_after_prefix);
 }
 
@@ -44,7 +44,8 @@ std::size_t take_character(std::string_view bytes, char32_t& code) {
 
 path_bytes::path_bytes(std::wstring_view path) {
   bytes_[0] = '\0';
-  const bool had_prefix = path.starts_with(long_path_prefix);
+  // One look for most paths, which start with a slash.
+  const bool had_prefix = path.starts_with(L'\\') && path.starts_with(long_path_prefix);
   if (had_prefix) path.remove_prefix(long_path_prefix.size());
   if (path.empty() || names_another_machines_place(path, had_prefix)) {
     error_ = win32_error::path_not_found;
