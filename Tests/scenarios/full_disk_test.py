@@ -99,14 +99,27 @@ class full_disk(scenario):
         self.assertEqual((outcome.exit_code, outcome.standard_error), (0, ""))
         self.assertEqual(self.rating_of(path), "2")
 
-    def test_settings_and_log_on_a_full_disk(self):
-        data = self.disk / "data"
-        data.mkdir()
-        self.machine.data = data
+    def run_with_data_on_the_disk(self, make_log_folder):
+        self.machine.data = self.disk / "data"
+        self.machine.data.mkdir()
+        if make_log_folder:
+            self.machine.logs.mkdir(parents=True)
         path = self.write("a.txt", "text")
         self.fill()
         job = self.folder / "job.json"
         job.write_text(json.dumps(job_document("set_rating", "4", [str(path)] * 25)))
-        outcome = self.run_program(job)
-        self.assertEqual(outcome.exit_code, 0)
+        return path, self.run_program(job)
+
+    def test_settings_and_log_on_a_full_disk(self):
+        path, outcome = self.run_with_data_on_the_disk(make_log_folder=True)
+        self.assertEqual(outcome.exit_code, 0, outcome.standard_error)
         self.assertEqual(path.read_text(), "text")
+        # The settings' folder can't be made either, which the person is told.
+        self.assertIn("Error processing\n", outcome.standard_error)
+        self.assertIn("create_directories: There is not enough space on the disk.", outcome.standard_error)
+
+    def test_without_room_for_the_log_s_folder_nothing_is_done(self):
+        path, outcome = self.run_with_data_on_the_disk(make_log_folder=False)
+        self.assertLess(outcome.exit_code, 0)
+        self.assertIn("create_directories: There is not enough space on the disk.", outcome.standard_error)
+        self.assertNotIn("user.baloo.rating", os.listxattr(path))
