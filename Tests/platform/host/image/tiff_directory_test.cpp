@@ -182,8 +182,8 @@ TEST(tiff_directory, image_data_that_a_field_overlaps_is_left_alone) {
 }
 
 TEST(tiff_directory, several_strips_that_a_field_overlaps_are_left_alone) {
-  const std::size_t values = 8 + 2 + 3 * 12 + 4;
-  const auto strip = [values](std::size_t at) {
+  constexpr std::size_t values = 8 + 2 + 3 * 12 + 4;
+  const auto strip = [](std::size_t at) {
     return u32_bytes(static_cast<std::uint32_t>(values + 16 + at), byte_order::little);
   };
   const field offsets = {273, 4, 2, strip(0) + strip(18)};

@@ -47,8 +47,9 @@ class content_store final : public property_store {
 hresult content_store::open() {
   if (content_) return hresult::ok;
   auto content = opener_(path_, access_);
-  if (content) content_ = *std::move(content);
-  return content.error();
+  if (!content) return content.error();
+  content_ = *std::move(content);
+  return hresult::ok;
 }
 
 void content_store::close() {

@@ -64,8 +64,9 @@ class media_content final : public property_content {
 hresult media_content::open_sets() {
   if (sets_) return hresult::ok;
   auto sets = property_sets_of_open_file(file().descriptor.get());
-  if (sets) sets_ = *std::move(sets);
-  return sets.error();
+  if (!sets) return sets.error();
+  sets_ = *std::move(sets);
+  return hresult::ok;
 }
 
 hresult_result<property_value> media_content::get(const property_key& key) {
