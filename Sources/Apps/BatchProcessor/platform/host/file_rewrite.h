@@ -22,6 +22,9 @@ struct splice {
 /// Ascending by offset, none reaching into the next, all within the file.
 using edit_plan = std::vector<splice>;
 
+/// How many bytes the file has more after the plan.
+[[nodiscard]] std::int64_t growth_of(const edit_plan& plan);
+
 /// A change that is worked out and has its disk space, but has touched nothing yet.
 class file_rewrite {
  public:
@@ -33,8 +36,9 @@ class file_rewrite {
 };
 
 /// Prepares a change of the file that `descriptor` has open for reading and writing and that stays open until the
-/// commit; `path` names it. A plan that keeps the size is written in place, only the bytes that differ. Any other gets
-/// a new file that takes the name, with mode, owner and extended attributes kept; a file with several names is
+/// commit; `path` names it. A plan that keeps the size is written in place, only the bytes that differ. One that lets
+/// the file grow by whole blocks of a file system that can open up room in a file is written there alone. Any other
+/// gets a new file that takes the name, with mode, owner and extended attributes kept; a file with several names is
 /// rewritten behind all of them. disk_full where the space can't be had, invalid_parameter for a plan out of order or
 /// beyond the end. `read_from` is the stamp of the content that the plan was made from, when it was made earlier:
 /// sharing_violation if the file has moved on, or the path names another file.

@@ -1,5 +1,7 @@
 #include "platform/host/guarded_writes.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -45,6 +47,29 @@ int write_runs(int file, std::span<const byte_run> runs) noexcept {
     return failure;
   }
   return 0;
+}
+
+int grow(int file, const growth& change) noexcept {
+  const auto offset = static_cast<off_t>(change.offset);
+  const auto size = static_cast<off_t>(change.size);
+  struct stat status {};
+  if (::fstat(file, &status) != 0) return errno;
+  const auto size_now = static_cast<std::uint64_t>(status.st_size);
+  if (size_now == change.old_size) {
+    if (::fallocate(file, FALLOC_FL_INSERT_RANGE, offset, size) != 0) return errno;
+  } else if (size_now != change.old_size + change.size) {
+    return EIO;  // someone else has changed the file in between
+  }
+  // The old bytes stand behind the room until it is filled: where the disk is full, nothing of them is gone.
+  const std::uint64_t old_start = change.offset + change.size;
+  int failure = write_at(file, change.offset, change.new_bytes.substr(0, change.size));
+  if (failure == 0) {
+    failure = write_at(file, old_start, change.new_bytes.substr(change.size));
+    // There is nobody to tell if this fails as well.
+    if (failure != 0) static_cast<void>(write_at(file, old_start, change.old_bytes));
+  }
+  if (failure != 0) static_cast<void>(::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, offset, size));
+  return failure;
 }
 
 int rewrite_from_journal(const journaled_rewrite& rewrite, std::span<char> buffer) noexcept {

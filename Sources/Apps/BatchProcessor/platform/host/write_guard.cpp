@@ -26,7 +26,7 @@ namespace {
 constexpr std::size_t page_size = 4096;
 constexpr std::size_t most_descriptors = 3;
 
-enum class work : std::uint8_t { write_runs, rewrite_from_journal };
+enum class work : std::uint8_t { write_runs, grow, rewrite_from_journal };
 
 }  // namespace
 
@@ -38,14 +38,16 @@ struct write_guard::shared_order {
   int outcome = 0;  // errno
   std::size_t run_count = 0;
   std::array<byte_run, most_runs> runs;
+  growth room;
   journaled_rewrite rewrite;
   std::array<char, NAME_MAX + 1> journal_name;
   std::array<char, 2 * most_bytes> bytes;  // of the runs, or the buffer of a copy
 
   [[nodiscard]] int perform(std::span<const int> descriptors) noexcept {
     // Fewer than were sent arrive where this process may have no more open.
-    if (descriptors.size() < (kind == work::write_runs ? 1 : most_descriptors)) return EMFILE;
+    if (descriptors.size() < (kind == work::rewrite_from_journal ? most_descriptors : 1)) return EMFILE;
     if (kind == work::write_runs) return write_runs(descriptors[0], std::span(runs).first(run_count));
+    if (kind == work::grow) return host::grow(descriptors[0], room);
     journaled_rewrite here = rewrite;
     here.file = descriptors[0];
     here.journal = descriptors[1];
@@ -267,6 +269,19 @@ win32_error write_guard::write(int file, std::span<const byte_run> runs) {
   });
   order_->run_count = runs.size();
   order_->kind = work::write_runs;
+  return error_from_errno(have_performed(std::array{file}));
+}
+
+win32_error write_guard::grow(int file, const growth& change) {
+  if (change.new_bytes.size() > most_bytes) return win32_error::invalid_parameter;
+  const std::lock_guard lock(mutex_);
+  if (const int failure = start(); failure != 0) return error_from_errno(failure);
+  char* place = std::copy(change.old_bytes.begin(), change.old_bytes.end(), order_->bytes.data());
+  std::copy(change.new_bytes.begin(), change.new_bytes.end(), place);
+  order_->room = change;
+  order_->room.old_bytes = {order_->bytes.data(), change.old_bytes.size()};
+  order_->room.new_bytes = {place, change.new_bytes.size()};
+  order_->kind = work::grow;
   return error_from_errno(have_performed(std::array{file}));
 }
 

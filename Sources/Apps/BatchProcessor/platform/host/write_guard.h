@@ -45,6 +45,9 @@ class write_guard {
   /// Starts the helper where there is none: not_enough_memory or another failure, while nothing has changed yet.
   win32_error prepare();
 
+  /// As grow, at any size up to most_bytes of new bytes; invalid_parameter for more.
+  win32_error grow(int file, const growth& change);
+
   /// As rewrite_from_journal. After prepare() it fails only as that does.
   win32_error rewrite(const journaled_rewrite& rewrite);
 

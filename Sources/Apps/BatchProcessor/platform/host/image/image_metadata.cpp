@@ -156,6 +156,26 @@ std::optional<std::vector<std::wstring>> read_keywords(const metadata_blocks& bl
   return blocks.exif ? keywords_in_exif(*blocks.exif) : std::nullopt;
 }
 
+namespace {
+
+// More padding in the packet, so that the file grows by whole blocks: many file systems can open up such room without
+// writing anew what stands behind it.
+std::optional<edit_plan> grown_by_blocks(const image_container& container, metadata_edits edits, edit_plan plan) {
+  constexpr std::int64_t block = 4096;
+  const std::int64_t growth = growth_of(plan);
+  if (growth <= 0 || growth % block == 0) return plan;
+  if (!edits.xmp && container.blocks().xmp) edits.xmp = container.blocks().xmp->text;
+  const auto missing = static_cast<std::size_t>(block - growth % block);
+  if (!edits.xmp || edits.xmp->size() + missing > container.xmp_limit()) return plan;
+  const std::size_t end_mark = edits.xmp->rfind("<?xpacket");
+  const bool is_marked = end_mark != std::string::npos && end_mark > 0;
+  edits.xmp->insert(is_marked ? end_mark : edits.xmp->size(), std::string(missing, ' '));
+  std::optional<edit_plan> padded = container.plan(edits);
+  return padded && growth_of(*padded) % block == 0 ? padded : plan;
+}
+
+}  // namespace
+
 std::optional<edit_plan> plan_change(const image_container& container, const image_change& change) {
   const metadata_blocks& blocks = container.blocks();
   std::vector<xmp_change> xmp;
@@ -175,7 +195,9 @@ std::optional<edit_plan> plan_change(const image_container& container, const ima
     edits.xmp = new_xmp_packet(xmp, container.xmp_limit());
     if (!edits.xmp) return std::nullopt;
   }
-  return container.plan(edits);
+  std::optional<edit_plan> plan = container.plan(edits);
+  if (!plan) return std::nullopt;
+  return grown_by_blocks(container, std::move(edits), *std::move(plan));
 }
 
 std::optional<edit_plan> plan_xmp_in_place(const image_container& container, std::span<const xmp_change> changes) {
