@@ -1,6 +1,8 @@
 // Changes that let a file grow by whole blocks, on file systems that can open up room in a file.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -117,6 +119,22 @@ TEST_F(grown_rewrite_test, a_growth_by_part_of_a_block_gets_a_new_file) {
   const edit_plan plan = {{10, 0, std::string(block + 1, 'x')}};
   EXPECT_EQ(apply(plan), win32_error::success);
   EXPECT_TRUE(content(path) == expected(plan));
+}
+
+TEST_F(grown_rewrite_test, a_file_that_can_t_have_room_opened_gets_a_new_one) {
+  // One that keeps a list of its blocks rather than ranges of them, as older file systems did.
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  file = unique_descriptor(::open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600));
+  int flags = 0;
+  const bool is_set = ::ioctl(file.get(), FS_IOC_GETFLAGS, &flags) == 0 &&
+                      ((flags &= ~FS_EXTENT_FL), ::ioctl(file.get(), FS_IOC_SETFLAGS, &flags) == 0);
+  if (!is_set) GTEST_SKIP() << "no such files here";
+  ASSERT_EQ(::pwrite(file.get(), old.data(), old.size(), 0), static_cast<ssize_t>(old.size()));
+  const edit_plan plan = {{10, 0, std::string(block, 'x')}};
+  const ino_t inode = host_test::status_of(path).st_ino;
+  EXPECT_EQ(apply(plan), win32_error::success);
+  EXPECT_TRUE(content(path) == expected(plan));
+  EXPECT_NE(host_test::status_of(path).st_ino, inode);
 }
 
 struct growth_test : grown_rewrite_test {
