@@ -3,6 +3,7 @@
 #include <exception>
 #include <stdexcept>
 
+#include "files/content_folder.h"
 #include "files/family_folders.h"
 #include "files/file_functions.h"
 #include "files/filesystem_error.h"
@@ -13,19 +14,6 @@
 namespace common::setting_utilities {
 
 using logging::level;
-
-namespace {
-
-// Content/Configurations beside the executable.
-std::wstring default_folder() {
-  platform::processes& processes = platform::current().processes;
-  auto module = processes.module_path(260);
-  if (module.error() == platform::win32_error::insufficient_buffer) module = processes.module_path(65535);
-  const std::wstring path = module ? *module : std::wstring();
-  return paths::join(paths::join(paths::parent(path), L"Content"), L"Configurations");
-}
-
-}  // namespace
 
 common_settings_file::common_settings_file(std::wstring_view application_folder, std::wstring_view file_stem)
     : application_folder_(application_folder), file_name_(std::wstring(file_stem) + L".json") {
@@ -57,7 +45,7 @@ bool common_settings_file::load(bool force) {
 }
 
 void common_settings_file::seed() const {
-  const std::wstring source = paths::join(default_folder(), file_name_);
+  const std::wstring source = paths::join(paths::join(files::content_folder(), L"Configurations"), file_name_);
   const auto copied = platform::current().files.copy_file(source, file_path_);
   if (!copied) throw files::filesystem_error("copy_file", source, copied.error());
   if (!*copied) {

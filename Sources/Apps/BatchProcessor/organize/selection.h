@@ -1,0 +1,35 @@
+// Which files of a folder an organize run touches, and where they go by their type.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "settings/settings_document.h"
+
+namespace quill_box::organize {
+
+using high_level_settings::organize_category;
+
+/// Files that belong where they are: the shell's own, this program's, and links.
+[[nodiscard]] bool is_always_skipped(std::wstring_view file_name);
+
+/// A pattern "*.ext" of two or more characters matches the end of a name, any other the whole name; a star elsewhere
+/// means nothing. Without regard to case.
+[[nodiscard]] bool is_excluded(std::wstring_view file_name, std::span<const std::wstring> patterns);
+
+/// The folder's name by an extension in lower case, without its dot.
+using extension_map = std::unordered_map<std::wstring, std::wstring>;
+
+/// Of two enabled categories that claim an extension the later one has it.
+[[nodiscard]] extension_map build_extension_map(std::span<const organize_category> categories);
+
+/// "Other" for what the map doesn't know. The extension may have its dot.
+[[nodiscard]] std::wstring category_for(std::wstring_view extension, const extension_map& map);
+
+/// The category's name without the characters that no folder can have; "Other" where nothing is left of it.
+[[nodiscard]] std::wstring sanitize_category_name(std::wstring_view name);
+
+}  // namespace quill_box::organize
