@@ -115,7 +115,7 @@ class plain_reader {
   std::string take_text() {
     const auto size = take<std::uint16_t>();
     if (rest_.size() < size) rest_ = {};
-    const std::string text(rest_.substr(0, std::min<std::size_t>(size, rest_.size())));
+    std::string text(rest_.substr(0, std::min<std::size_t>(size, rest_.size())));
     rest_.remove_prefix(text.size());
     return text;
   }
