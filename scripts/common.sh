@@ -5,9 +5,10 @@ cd "$root"
 say() { printf '\n\033[1m==> %s\033[0m\n' "$*"; }
 quietly() { # COMMAND...: shows the command's output only when it fails
   quiet_log=$(mktemp)
-  if "$@" >"$quiet_log" 2>&1; then rm -f "$quiet_log"; return 0; fi
-  quiet_code=$?
-  cat "$quiet_log"; rm -f "$quiet_log"
+  quiet_code=0
+  "$@" >"$quiet_log" 2>&1 || quiet_code=$?
+  [ "$quiet_code" -eq 0 ] || cat "$quiet_log"
+  rm -f "$quiet_log"
   return "$quiet_code"
 }
 as_root() {
