@@ -4,10 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
-#include <stdexcept>
 
 #include "logging/log.h"
+#include "support/failure_of.h"
 #include "support/fault_sweep.h"
 #include "support/simulated_machine.h"
 #include "text/conversions.h"
@@ -16,6 +15,7 @@ namespace {
 
 using namespace quill_box::batch_processor;
 using platform::win32_error;
+using support::failure_of;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -24,16 +24,6 @@ const std::wstring job_path = LR"(C:\Temp\job.json)";
 const std::string rating_job =
     R"({"version":"1","job":{"guid":"job-1","action_type":"set_rating","action_parameters":"4"},)"
     R"("files":[{"path":"C:\\Photos\\a.jpg"}]})";
-
-// The message of the failure that a call raises; "none" when it raises none.
-std::string failure_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "none";
-}
 
 class job_file : public testing::Test {
  protected:

@@ -6,6 +6,7 @@
 #include "files/family_folders.h"
 #include "files/filesystem_error.h"
 #include "support/allocation_faults.h"
+#include "support/failure_of.h"
 #include "support/fault_sweep.h"
 #include "support/simulated_machine.h"
 
@@ -13,22 +14,12 @@ namespace {
 
 namespace attribute = platform::attribute;
 using platform::win32_error;
+using support::failure_of;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 class file_functions : public testing::Test {
  protected:
-  // The message of the failure that a call raises; empty when it raises none.
-  template <class Call>
-  static std::string failure_of(const Call& call) {
-    try {
-      call();
-    } catch (const files::filesystem_error& error) {
-      return error.what();
-    }
-    return {};
-  }
-
   support::scoped_machine machine;
 };
 
@@ -50,6 +41,7 @@ TEST_F(file_functions, every_way_of_not_being_there_is_no_failure) {
 
 TEST_F(file_functions, a_test_that_fails_otherwise_raises_an_error_named_exists) {
   machine.calls.refuse("kind", LR"(C:\a)", win32_error::access_denied);
+  EXPECT_THROW(static_cast<void>(files::exists(LR"(C:\a)")), files::filesystem_error);
   EXPECT_EQ(failure_of([] { return files::exists(LR"(C:\a)"); }), R"(exists: Access is denied.: "C:\a")");
 }
 
@@ -91,6 +83,7 @@ TEST_F(file_functions, a_directory_that_another_process_makes_meanwhile_is_fine)
 
 TEST_F(file_functions, a_directory_that_cannot_be_made_raises_an_error_with_its_name) {
   machine.calls.refuse("create_directory", LR"(C:\a\b)", win32_error::access_denied);
+  EXPECT_THROW(files::create_directories(LR"(C:\a\b\c)"), files::filesystem_error);
   EXPECT_EQ(failure_of([] { files::create_directories(LR"(C:\a\b\c)"); }),
             R"(create_directories: Access is denied.: "C:\a\b")");
   EXPECT_EQ(failure_of([] { files::create_directories(LR"(X:\a)"); }),

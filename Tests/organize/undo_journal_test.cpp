@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <stdexcept>
 #include <string>
 
+#include "support/failure_of.h"
 #include "support/simulated_machine.h"
 
 namespace {
@@ -13,6 +12,7 @@ namespace {
 using namespace quill_box::organize;
 namespace attribute = platform::attribute;
 using platform::win32_error;
+using support::failure_of;
 
 const std::wstring path = LR"(C:\Photos\qb_organize_undo.json)";
 
@@ -39,15 +39,6 @@ constexpr const char* sample_text =
     "        }\r\n"
     "    ]\r\n"
     "}";
-
-std::string failure_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "none";
-}
 
 TEST(journal_text, is_the_documented_form_to_the_byte) { EXPECT_EQ(journal_text(sample), sample_text); }
 

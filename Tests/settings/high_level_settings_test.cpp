@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
-#include <stdexcept>
 #include <variant>
 
 #include "files/filesystem_error.h"
 #include "logging/log.h"
 #include "shipped_settings.h"
+#include "support/failure_of.h"
 #include "support/fault_sweep.h"
 #include "support/simulated_machine.h"
 
@@ -18,6 +17,7 @@ namespace {
 
 using high_level_settings::settings_file;
 using platform::win32_error;
+using support::failure_of;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using wide_strings = std::vector<std::wstring>;
@@ -38,15 +38,6 @@ std::string document(const std::string& sections) { return R"({"version":"1","ap
 std::string quill_box(const std::string& settings) { return document(section("quill-box", settings)); }
 
 std::string orchid_lens_ai(const std::string& settings) { return document(section("orchid-lens-ai", settings)); }
-
-std::string failure_of(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
-  return "none";
-}
 
 class settings_test : public testing::Test {
  protected:

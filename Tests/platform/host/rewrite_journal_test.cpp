@@ -22,12 +22,15 @@
 #include "platform/host/opening.h"
 #include "platform/host/sibling_files.h"
 #include "platform/host/staged_file.h"
+#include "platform/host/staging.h"
 #include "platform/host/write_guard.h"
 
 namespace {
 
 using host_test::content;
+using host_test::nobody;
 using host_test::put;
+using host_test::replace;
 using host_test::status_of;
 using platform::win32_error;
 using platform::host::finish_interrupted_rewrite;
@@ -36,16 +39,6 @@ using platform::host::staged_file;
 using platform::host::staging_form;
 using platform::host::unique_descriptor;
 using names = std::vector<std::string>;
-
-constexpr uid_t nobody = 65534;
-
-win32_error replace(const std::string& path, std::string_view bytes,
-                    staging_form form = staging_form::unnamed_if_possible) {
-  auto staged = staged_file::create(path, form);
-  if (!staged) return staged.error();
-  EXPECT_EQ(platform::host::write_at(staged->descriptor(), 0, bytes), 0);
-  return staged->commit();
-}
 
 // A journal of the file at `path` as a run leaves it that was cut short: new content, old content, trailer.
 std::string journal_of(const std::string& path, const std::string& fresh, const std::string& old) {

@@ -19,11 +19,14 @@
 #include "platform/host/host_files.h"
 #include "platform/host/intercepted_calls.h"
 #include "platform/host/sibling_files.h"
+#include "platform/host/staging.h"
 
 namespace {
 
 using host_test::content;
+using host_test::nobody;
 using host_test::put;
+using host_test::replace;
 using host_test::status_of;
 using platform::win32_error;
 using platform::host::finish_interrupted_rewrite;
@@ -32,16 +35,6 @@ using platform::host::staging_form;
 using platform::host::staging_path;
 using platform::host::unique_descriptor;
 using names = std::vector<std::string>;
-
-win32_error replace(const std::string& path, std::string_view bytes,
-                    staging_form form = staging_form::unnamed_if_possible) {
-  auto staged = staged_file::create(path, form);
-  if (!staged) return staged.error();
-  EXPECT_EQ(platform::host::write_at(staged->descriptor(), 0, bytes), 0);
-  return staged->commit();
-}
-
-constexpr uid_t nobody = 65534;
 
 struct staged_file_test : testing::Test {
   host_test::temporary_folder folder;
