@@ -105,4 +105,11 @@ TEST(utf16_prefix, splits_no_character) {
   EXPECT_EQ(text::utf16_prefix(L"a\U0001f600b", 4), L"a\U0001f600b");
 }
 
+TEST(conversions, characters_of_long_text_stay_whole_wherever_they_stand) {
+  for (std::size_t before = 250; before < 260; ++before) {
+    const std::string utf8 = std::string(before, 'a') + "\U0001F600\u00e9" + std::string(600, 'b') + "\U0001F600";
+    EXPECT_EQ(text::utf8_from_wide(text::wide_from_utf8(utf8)), utf8) << before;
+  }
+}
+
 }  // namespace

@@ -16,6 +16,8 @@ namespace quill_box::batch_processor {
 
 namespace {
 
+using std::literals::string_view_literals::operator""sv;
+
 // No job nests deeper than 4. What is ignored may, at a byte of memory for each level, up to here.
 constexpr std::size_t deepest_nesting = 16 << 20;
 
@@ -65,7 +67,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
     if (at() == place::entry) {
-      if (key_ == "path" && !path_seen_) path_ = wide_up_to_nul({text, length});
+      if (key_ == "path"sv && !path_seen_) path_ = wide_up_to_nul({text, length});
     } else if (std::optional<std::string>* field = wanted_string()) {
       field->emplace(text, length);
     }
@@ -79,7 +81,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   bool StartObject() {
     if (at() == place::outside) return enter(place::root);
-    if (at() == place::root && key_ == "job" && !job_seen_) {
+    if (at() == place::root && key_ == "job"sv && !job_seen_) {
       job_seen_ = job_is_object_ = true;
       return enter(place::job);
     }
@@ -100,7 +102,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   bool StartArray() {
     if (at() == place::outside) return false;  // whatever it holds, this is no job
-    if (at() == place::root && key_ == "files" && !files_seen_) {
+    if (at() == place::root && key_ == "files"sv && !files_seen_) {
       files_seen_ = files_is_array_ = true;
       return enter(place::files);
     }
@@ -143,9 +145,9 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   bool value() {
     switch (at()) {
       case place::root:
-        if (key_ == "version") version_seen_ = true;
-        if (key_ == "job") job_seen_ = true;
-        if (key_ == "files") files_seen_ = true;
+        if (key_ == "version"sv) version_seen_ = true;
+        if (key_ == "job"sv) job_seen_ = true;
+        if (key_ == "files"sv) files_seen_ = true;
         break;
       case place::job:
         for (job_field& field : job_fields_) {
@@ -156,7 +158,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
         fail_entry("File entry must be an object");
         break;
       case place::entry:
-        if (key_ == "path") path_seen_ = true;
+        if (key_ == "path"sv) path_seen_ = true;
         break;
       case place::outside:
       case place::ignored:
@@ -167,7 +169,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   // Where the string of the current key goes; none when nobody wants it.
   std::optional<std::string>* wanted_string() {
-    if (at() == place::root && key_ == "version" && !version_seen_) return &version_;
+    if (at() == place::root && key_ == "version"sv && !version_seen_) return &version_;
     if (at() != place::job) return nullptr;
     for (const job_field& field : job_fields_) {
       if (key_ == field.name && !field.seen) return field.text;

@@ -4,7 +4,6 @@
 #include <span>
 #include <string>
 #include <tuple>
-#include <utility>
 
 #include "files/family_folders.h"
 #include "files/file_functions.h"
@@ -28,52 +27,42 @@ platform::local_time local_now() {
   return clock.to_local(clock.now());
 }
 
-// Date and time to the second: a run logs thousands of lines in each, so its text is made once.
-std::string_view second_text(const platform::local_time& time) {
-  thread_local platform::local_time shown;
-  thread_local std::string shown_text;
-  const auto to_the_second = [](const platform::local_time& t) {
-    return std::tie(t.second, t.minute, t.hour, t.day, t.month, t.year);
-  };
-  if (shown_text.empty() || to_the_second(shown) != to_the_second(time)) {
-    shown_text = text::format("[{:04}-{:02}-{:02} {:02}:{:02}:{:02}.", time.year, time.month, time.day, time.hour,
-                              time.minute, time.second);
-    shown = time;
-  }
-  return shown_text;
-}
-
-// The same for each line of a thread.
-std::string_view identity_text() {
-  platform::processes& processes = platform::current().processes;
-  const std::pair identity(processes.process_id(), processes.thread_id());
-  thread_local std::pair<std::uint32_t, std::uint32_t> shown;
-  thread_local std::string shown_text;
-  if (shown_text.empty() || shown != identity) {
-    shown_text = text::format("] [P:{} T:{}] [", identity.first, identity.second);
-    shown = identity;
-  }
-  return shown_text;
-}
-
 void append(fmt::memory_buffer& line, std::string_view text) { line.append(text.data(), text.data() + text.size()); }
 
-void append_ticks(fmt::memory_buffer& line, int ticks) {
-  std::array<char, 7> digits;
-  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, ticks /= 10) {
+void put_ticks(std::span<char> digits, int ticks) {
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, ticks /= 10)
     *digit = static_cast<char>('0' + ticks % 10);
-  }
-  append(line, {digits.data(), digits.size()});
 }
 
-// Put together by hand: a run that passes over a million files does little else.
+// What the prefix of a thread's lines says. It is made anew when more of it changes than the ticks: a run logs
+// thousands of lines in a second.
+struct prefix_facts {
+  platform::local_time time;
+  std::uint32_t process = 0;
+  std::uint32_t thread = 0;
+  logging::level level = {};
+
+  [[nodiscard]] auto but_for_the_ticks() const {
+    return std::tie(time.second, time.minute, time.hour, time.day, time.month, time.year, level, process, thread);
+  }
+};
+
 void append_prefix(fmt::memory_buffer& line, level level) {
-  const platform::local_time now = local_now();
-  append(line, second_text(now));
-  append_ticks(line, now.ticks);
-  append(line, identity_text());
-  append(line, level_name(level));
-  append(line, "] ");
+  constexpr std::size_t ticks_start = 21;
+  constexpr std::size_t ticks_length = 7;
+  thread_local prefix_facts shown;
+  thread_local std::string shown_text;
+  platform::processes& processes = platform::current().processes;
+  const prefix_facts facts = {local_now(), processes.process_id(), processes.thread_id(), level};
+  if (shown_text.empty() || shown.but_for_the_ticks() != facts.but_for_the_ticks()) {
+    const platform::local_time& time = facts.time;
+    shown_text =
+        text::format("[{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:07}] [P:{} T:{}] [{}] ", time.year, time.month, time.day,
+                     time.hour, time.minute, time.second, time.ticks, facts.process, facts.thread, level_name(level));
+    shown = facts;
+  }
+  put_ticks(std::span(shown_text).subspan(ticks_start, ticks_length), facts.time.ticks);
+  append(line, shown_text);
 }
 
 std::string_view view_of(const fmt::memory_buffer& buffer) { return {buffer.data(), buffer.size()}; }

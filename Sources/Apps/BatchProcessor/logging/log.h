@@ -5,11 +5,9 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <type_traits>
-#include <utility>
 
+#include "logging/utf8_arguments.h"
 #include "platform/file_system.h"
-#include "text/conversions.h"
 #include "text/format.h"
 
 namespace logging {
@@ -47,40 +45,13 @@ class plain_text_logger {
 /// "[2026-11-14 12:05:17.1234567] [P:4120 T:8836] [INFO] ": local time, process, thread and level.
 [[nodiscard]] std::string log_prefix(level level);
 
-/// A wide argument of a log line, written as UTF-8. Everything else stays as it is.
-struct wide_argument {
-  std::wstring_view text;
-};
-[[nodiscard]] inline wide_argument log_argument(std::wstring_view wide) { return {wide}; }
-template <class Argument>
-requires(!std::is_convertible_v<const Argument&, std::wstring_view>)
-    [[nodiscard]] const Argument& log_argument(const Argument& argument) {
-  return argument;
-}
-
-}  // namespace logging
-
-template <>
-struct fmt::formatter<logging::wide_argument> : fmt::formatter<std::string_view> {
-  template <class Context>
-  auto format(const logging::wide_argument& argument, Context& context) const {
-    // Kept for the next one: every line of a run over a million files has a path.
-    thread_local std::string utf8;
-    utf8.clear();
-    text::append_utf8(utf8, argument.text);
-    return fmt::formatter<std::string_view>::format(utf8, context);
-  }
-};
-
-namespace logging {
-
 void log_formatted(level level, fmt::string_view format, fmt::format_args arguments);
 
 /// Logs one event. The format and narrow arguments are UTF-8.
 template <class... Arguments>
-void log(level level, text::format_string<decltype(log_argument(std::declval<const Arguments&>()))...> format,
-         const Arguments&... arguments) {
-  log_formatted(level, format, fmt::make_format_args(log_argument(arguments)...));
+void log(level level, text::format_string<utf8_argument<Arguments>...> format, const Arguments&... arguments) {
+  utf8_arguments utf8;
+  log_formatted(level, format, fmt::make_format_args(utf8.of(arguments)...));
 }
 
 }  // namespace logging

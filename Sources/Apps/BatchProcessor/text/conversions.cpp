@@ -1,6 +1,9 @@
 #include "text/conversions.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <type_traits>
 
 namespace text {
 
@@ -8,13 +11,14 @@ namespace {
 
 constexpr char32_t replacement = 0xfffd;
 constexpr bool wide_is_utf16 = sizeof(wchar_t) == 2;
+constexpr std::size_t longest_utf8 = 4;  // of a character, in bytes
 
 constexpr bool is_high_surrogate(char32_t unit) { return unit >= 0xd800 && unit < 0xdc00; }
 constexpr bool is_low_surrogate(char32_t unit) { return unit >= 0xdc00 && unit < 0xe000; }
 constexpr bool is_surrogate(char32_t unit) { return unit >= 0xd800 && unit < 0xe000; }
 
-void append_code_point(std::string& out, char32_t code) {
-  const auto put = [&out](char32_t byte) { out.push_back(static_cast<char>(static_cast<unsigned char>(byte))); };
+char* put_code_point(char* out, char32_t code) {
+  const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(static_cast<unsigned char>(byte)); };
   if (code < 0x80) {
     put(code);
   } else if (code < 0x800) {
@@ -30,15 +34,17 @@ void append_code_point(std::string& out, char32_t code) {
     put(0x80 | ((code >> 6) & 0x3f));
     put(0x80 | (code & 0x3f));
   }
+  return out;
 }
 
-void append_code_point(std::wstring& out, char32_t code) {
+wchar_t* put_code_point(wchar_t* out, char32_t code) {
   if (wide_is_utf16 && code > 0xffff) {
-    out.push_back(static_cast<wchar_t>(0xd800 + ((code - 0x10000) >> 10)));
-    out.push_back(static_cast<wchar_t>(0xdc00 + ((code - 0x10000) & 0x3ff)));
+    *out++ = static_cast<wchar_t>(0xd800 + ((code - 0x10000) >> 10));
+    *out++ = static_cast<wchar_t>(0xdc00 + ((code - 0x10000) & 0x3ff));
   } else {
-    out.push_back(static_cast<wchar_t>(code));
+    *out++ = static_cast<wchar_t>(code);
   }
+  return out;
 }
 
 struct lead_byte {
@@ -83,6 +89,15 @@ char32_t take_utf8(std::string_view& rest) {
   return code;
 }
 
+// Most text is ASCII: the run of it at the front is copied without a look at each character's form. Returns its length.
+template <class From, class To>
+std::size_t copy_ascii_run(std::basic_string_view<From> text, To* to) {
+  std::size_t length = 0;
+  for (; length < text.size() && static_cast<std::make_unsigned_t<From>>(text[length]) < 0x80; ++length)
+    to[length] = static_cast<To>(text[length]);
+  return length;
+}
+
 }  // namespace
 
 char32_t take_wide(std::wstring_view& rest) {
@@ -98,13 +113,24 @@ char32_t take_wide(std::wstring_view& rest) {
   return is_surrogate(first) || first > 0x10ffff ? replacement : first;
 }
 
-void append_utf8(std::string& utf8, std::wstring_view wide) {
+char* put_utf8(char* out, std::wstring_view wide) {
   while (!wide.empty()) {
-    // Most text is ASCII: its runs are copied without a look at each character's form.
-    const auto run_end = std::find_if(wide.begin(), wide.end(), [](char32_t c) { return c >= 0x80; });
-    utf8.append(wide.begin(), run_end);
-    wide.remove_prefix(static_cast<std::size_t>(run_end - wide.begin()));
-    if (!wide.empty()) append_code_point(utf8, take_wide(wide));
+    const std::size_t plain = copy_ascii_run(wide, out);
+    wide.remove_prefix(plain);
+    out += plain;
+    if (!wide.empty()) out = put_code_point(out, take_wide(wide));
+  }
+  return out;
+}
+
+void append_utf8(std::string& utf8, std::wstring_view wide) {
+  std::array<char, 1024> block;
+  while (!wide.empty()) {
+    std::wstring_view part = wide.substr(0, block.size() / longest_utf8);
+    // A pair stays together.
+    if (part.size() < wide.size() && is_high_surrogate(static_cast<char32_t>(part.back()))) part.remove_suffix(1);
+    utf8.append(block.data(), put_utf8(block.data(), part));
+    wide.remove_prefix(part.size());
   }
 }
 
@@ -116,14 +142,15 @@ std::string utf8_from_wide(std::wstring_view wide) {
 }
 
 std::wstring wide_from_utf8(std::string_view utf8) {
-  std::wstring wide;
-  wide.reserve(utf8.size());
+  std::wstring wide(utf8.size(), L'\0');
+  wchar_t* out = wide.data();
   while (!utf8.empty()) {
-    const auto run_end = std::find_if(utf8.begin(), utf8.end(), [](unsigned char c) { return c >= 0x80; });
-    wide.append(utf8.begin(), run_end);
-    utf8.remove_prefix(static_cast<std::size_t>(run_end - utf8.begin()));
-    if (!utf8.empty()) append_code_point(wide, take_utf8(utf8));
+    const std::size_t plain = copy_ascii_run(utf8, out);
+    out += plain;
+    utf8.remove_prefix(plain);
+    if (!utf8.empty()) out = put_code_point(out, take_utf8(utf8));
   }
+  wide.resize(static_cast<std::size_t>(out - wide.data()));
   return wide;
 }
 
@@ -132,22 +159,23 @@ std::wstring wide_from_utf16le(std::string_view bytes) {
     return static_cast<char32_t>(static_cast<unsigned char>(bytes[index]) | static_cast<unsigned char>(bytes[index + 1])
                                                                                 << 8);
   };
-  std::wstring wide;
-  wide.reserve(bytes.size() / 2);
+  std::wstring wide(bytes.size() / 2, L'\0');
+  wchar_t* out = wide.data();
   for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
     const char32_t first = unit_at(at);
     if (!is_surrogate(first)) {
-      append_code_point(wide, first);
+      out = put_code_point(out, first);
       continue;
     }
     const char32_t second = is_high_surrogate(first) && at + 3 < bytes.size() ? unit_at(at + 2) : 0;
     if (is_low_surrogate(second)) {
-      append_code_point(wide, 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00));
+      out = put_code_point(out, 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00));
       at += 2;
     } else {
-      append_code_point(wide, replacement);
+      out = put_code_point(out, replacement);
     }
   }
+  wide.resize(static_cast<std::size_t>(out - wide.data()));
   return wide;
 }
 

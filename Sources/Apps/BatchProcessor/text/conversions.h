@@ -16,6 +16,8 @@ namespace text {
 
 /// Appends to what `utf8` holds, for callers that reuse a buffer.
 void append_utf8(std::string& utf8, std::wstring_view wide);
+/// For callers with room of their own: writes to `out`, which has 4 bytes for each unit, and returns the end.
+char* put_utf8(char* out, std::wstring_view wide);
 
 /// Takes one character, of one or two units, off the front of text that is not empty. Lone surrogates and values beyond
 /// Unicode give U+FFFD.

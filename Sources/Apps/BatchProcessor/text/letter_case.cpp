@@ -26,11 +26,17 @@ constexpr std::uint32_t utf16_rank(wchar_t unit) {
   return code >= 0xe000 && code <= 0xffff ? code + 0x110000 : code;
 }
 
+constexpr bool is_ascii(wchar_t unit) { return static_cast<std::uint32_t>(unit) < 0x80; }
+
+constexpr wchar_t ascii_to_lower(wchar_t unit) {
+  return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + (L'a' - L'A')) : unit;
+}
+
 }  // namespace
 
 wchar_t to_lower(wchar_t unit) {
+  if (is_ascii(unit)) return ascii_to_lower(unit);
   const auto code = static_cast<std::uint32_t>(unit);
-  if (code < 0x80) return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + (L'a' - L'A')) : unit;
   const auto* range = std::lower_bound(std::begin(ranges), std::end(ranges), code,
                                        [](const lower_case_range& r, std::uint32_t c) { return r.last < c; });
   if (range == std::end(ranges) || code < range->first || (code - range->first) % range->step != 0) return unit;
@@ -39,7 +45,8 @@ wchar_t to_lower(wchar_t unit) {
 
 std::wstring to_lower(std::wstring_view wide) {
   std::wstring lower(wide);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](wchar_t unit) { return to_lower(unit); });
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](wchar_t unit) { return is_ascii(unit) ? ascii_to_lower(unit) : to_lower(unit); });
   return lower;
 }
 

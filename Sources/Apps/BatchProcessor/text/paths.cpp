@@ -31,17 +31,15 @@ std::size_t root_name_length(std::wstring_view path) {
 std::size_t root_length(std::wstring_view path) { return skip_separators(path, root_name_length(path)); }
 
 std::size_t file_name_start(std::wstring_view path) {
-  std::size_t start = path.size();
-  const std::size_t lowest = root_length(path);
-  while (start > lowest && !is_separator(path[start - 1]))
-    --start;
-  return start;
+  const auto behind_separator = std::find_if(path.rbegin(), path.rend(), is_separator);
+  const auto start = static_cast<std::size_t>(path.rend() - behind_separator);
+  return std::max(start, root_length(path));
 }
 
 std::size_t extension_start(std::wstring_view name) {
   const std::size_t dot = name.rfind(L'.');
-  if (dot == std::wstring_view::npos || dot == 0 || name == L"..") return name.size();
-  return dot;
+  const bool is_parent_folder = dot == 1 && name == L"..";
+  return dot == std::wstring_view::npos || dot == 0 || is_parent_folder ? name.size() : dot;
 }
 
 }  // namespace
