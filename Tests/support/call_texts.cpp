@@ -108,11 +108,29 @@ std::string access_text(platform::storage_access access) {
 }
 
 std::string event_text(platform::shell_event event) {
-  return event == platform::shell_event::update_directory ? "update_directory" : "update_item";
+  switch (event) {
+    case platform::shell_event::rename_item:
+      return "rename_item";
+    case platform::shell_event::remove_directory:
+      return "remove_directory";
+    case platform::shell_event::update_directory:
+      return "update_directory";
+    case platform::shell_event::update_item:
+      return "update_item";
+  }
+  return "unknown";
 }
 
 std::string flush_text(platform::shell_flush flush) {
-  return flush == platform::shell_flush::path_and_wait ? "path_and_wait" : "path_and_return";
+  switch (flush) {
+    case platform::shell_flush::path:
+      return "path";
+    case platform::shell_flush::path_and_wait:
+      return "path_and_wait";
+    case platform::shell_flush::path_and_return:
+      return "path_and_return";
+  }
+  return "unknown";
 }
 
 }  // namespace support

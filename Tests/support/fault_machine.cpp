@@ -96,6 +96,23 @@ class faulty_files final : public platform::file_system {
     const auto error = trigger_.strike<win32_error>("delete_file", path);
     return succeeded(error) ? below_.delete_file(path) : error;
   }
+  win32_error move_file(const std::wstring& from, const std::wstring& to) override {
+    const auto error = trigger_.strike<win32_error>("move_file", from);
+    return succeeded(error) ? below_.move_file(from, to) : error;
+  }
+  win32_error remove_directory(const std::wstring& path) override {
+    const auto error = trigger_.strike<win32_error>("remove_directory", path);
+    return succeeded(error) ? below_.remove_directory(path) : error;
+  }
+  win32_error enumerate(const std::wstring& folder, const platform::entry_visitor& visit) override {
+    auto error = trigger_.strike<win32_error>("enumerate", folder);
+    if (!succeeded(error)) return error;
+    const win32_error below = below_.enumerate(folder, [&](platform::directory_entry entry) {
+      if (succeeded(error)) error = trigger_.strike<win32_error>("next_entry", folder);
+      if (succeeded(error)) visit(std::move(entry));
+    });
+    return succeeded(error) ? below : error;
+  }
 
  private:
   fault_trigger& trigger_;
@@ -269,6 +286,9 @@ class faulty_shell final : public platform::shell {
 
   void notify(platform::shell_event event, platform::shell_flush flush, const std::wstring& path) override {
     below_.notify(event, flush, path);
+  }
+  void notify_of_rename(const std::wstring& old_path, const std::wstring& new_path) override {
+    below_.notify_of_rename(old_path, new_path);
   }
   hresult renew_thumbnail(const std::wstring& path, std::uint32_t size) override {
     const auto error = trigger_.strike<hresult>("renew_thumbnail", path);

@@ -154,8 +154,40 @@ win32_result<disk_entry_pointer> simulated_disk::create(std::wstring_view path, 
   entry->drive = drives_.at(text::to_lower(parsed->drive));
   entry->attributes = attributes;
   entry->created = entry->last_written = clock_.time();
+  entry->turn = ++turns_;
   entries_[text::to_lower(entry->path)] = entry;
   return entry;
+}
+
+win32_error simulated_disk::rename(const disk_entry_pointer& entry, std::wstring_view path) {
+  const auto there = find(path);
+  if (there && *there != entry) return win32_error::already_exists;
+  if (!there && there.error() != win32_error::file_not_found) return there.error();
+  const auto parsed = parse(path);
+  assert(parsed);
+  const std::wstring old_path = entry->path;
+  const std::wstring new_path = parsed->upto(parsed->names.size());
+  std::vector<disk_entry_pointer> moved = below(old_path);
+  moved.push_back(entry);
+  for (const disk_entry_pointer& each : moved)
+    entries_.erase(text::to_lower(each->path));
+  for (const disk_entry_pointer& each : moved) {
+    each->path.replace(0, old_path.size(), new_path);
+    entries_[text::to_lower(each->path)] = each;
+  }
+  entry->drive = drives_.at(text::to_lower(parsed->drive));
+  entry->turn = ++turns_;
+  return win32_error::success;
+}
+
+std::vector<disk_entry_pointer> simulated_disk::entries_of(const disk_entry& folder) const {
+  std::vector<disk_entry_pointer> found = below(folder.path);
+  const std::size_t prefix = folder.path.size() + (folder.path.ends_with(L'\\') ? 0 : 1);
+  std::erase_if(found, [prefix](const disk_entry_pointer& entry) {
+    return entry->path.find(L'\\', prefix) != std::wstring::npos;
+  });
+  std::ranges::sort(found, {}, [](const disk_entry_pointer& entry) { return entry->turn; });
+  return found;
 }
 
 void simulated_disk::remove(const disk_entry_pointer& entry) {

@@ -42,6 +42,7 @@ struct disk_entry {
   property_values handler_values;       ///< what the file's own format holds
   property_values property_set_values;  ///< what hangs on the file beside its content
   std::vector<const disk_use*> uses;
+  std::uint64_t turn = 0;  ///< its place among all entries in the order in which they came to their names
 
   [[nodiscard]] bool has(std::uint32_t bits) const { return (attributes & bits) != 0; }
   [[nodiscard]] bool is_directory() const { return has(platform::attribute::directory); }
@@ -79,6 +80,10 @@ class simulated_disk {
   [[nodiscard]] platform::win32_result<disk_entry_pointer> find(std::wstring_view path) const;
   /// A new entry, whose parent must be there and whose name must be free (already_exists).
   [[nodiscard]] platform::win32_result<disk_entry_pointer> create(std::wstring_view path, std::uint32_t attributes);
+  /// Gives an entry, with all below it, another path, whose parent must be there and whose name must be free.
+  [[nodiscard]] platform::win32_error rename(const disk_entry_pointer& entry, std::wstring_view path);
+  /// The entries directly in a folder, in the order in which they came there.
+  [[nodiscard]] std::vector<disk_entry_pointer> entries_of(const disk_entry& folder) const;
   /// Takes the name away; open handles keep the content.
   void remove(const disk_entry_pointer& entry);
 
@@ -103,7 +108,8 @@ class simulated_disk {
   const simulated_clock& clock_;
   std::map<std::wstring, std::shared_ptr<simulated_drive>> drives_;  // by lower-cased name
   std::map<std::wstring, disk_entry_pointer> entries_;               // by lower-cased path
-  std::vector<disk_entry_pointer> removed_;                          // without a name, perhaps still open
+  std::uint64_t turns_ = 0;
+  std::vector<disk_entry_pointer> removed_;  // without a name, perhaps still open
 };
 
 }  // namespace support

@@ -8,6 +8,8 @@
 #include "support/call_texts.h"
 #include "text/conversions.h"
 #include "text/format.h"
+#include "text/letter_case.h"
+#include "text/paths.h"
 
 namespace support {
 
@@ -21,6 +23,12 @@ using platform::win32_result;
 namespace {
 
 constexpr std::uint32_t settable = attribute::read_only | attribute::hidden | attribute::system | attribute::archive;
+
+// Whether some handle forbids that the entry is deleted or renamed.
+bool keeps_its_name(const disk_entry& entry) {
+  const auto forbids = [](const disk_use* use) { return !platform::has(use->share, share::remove); };
+  return std::ranges::any_of(entry.uses, forbids);
+}
 
 class simulated_file final : public platform::file {
  public:
@@ -290,11 +298,97 @@ win32_error simulated_files::delete_file(const std::wstring& path) {
   const auto entry = disk_.find(path);
   if (!entry) return entry.error();
   if ((*entry)->has(attribute::directory | attribute::read_only)) return win32_error::access_denied;
-  const auto& uses = (*entry)->uses;
-  const auto forbids = [](const disk_use* use) { return !platform::has(use->share, share::remove); };
-  if (std::any_of(uses.begin(), uses.end(), forbids)) return win32_error::sharing_violation;
+  if (keeps_its_name(**entry)) return win32_error::sharing_violation;
   disk_.remove(*entry);
   return win32_error::success;
+}
+
+win32_error simulated_files::move_file(const std::wstring& from, const std::wstring& to) {
+  const auto guard =
+      calls_.record("move_file", text::format("{}, {}", text::utf8_from_wide(from), text::utf8_from_wide(to)));
+  const auto refused = calls_.refusal<win32_error>("move_file", from);
+  if (!succeeded(refused)) return refused;
+  const auto source = disk_.find(from);
+  if (!source) return source.error();
+  if (keeps_its_name(**source)) return win32_error::sharing_violation;
+  const auto folder = disk_.find(paths::parent(to));
+  if (folder && (*folder)->drive != (*source)->drive) return move_to_other_drive(*source, to, **folder);
+  if ((*source)->is_directory()) {
+    const std::vector<disk_entry_pointer> inside = disk_.below((*source)->path);
+    const auto in_use = [](const disk_entry_pointer& entry) { return !entry->uses.empty(); };
+    if (std::ranges::any_of(inside, in_use)) return win32_error::access_denied;
+    const bool into_itself = folder && (*folder == *source || std::ranges::find(inside, *folder) != inside.end());
+    if (into_itself) return win32_error::sharing_violation;
+  }
+  return disk_.rename(*source, to);
+}
+
+win32_error simulated_files::move_to_other_drive(const disk_entry_pointer& source, const std::wstring& to,
+                                                 const disk_entry& folder) {
+  if (source->is_directory()) return win32_error::access_denied;
+  // The content is copied, so others may read the file meanwhile and nothing else.
+  const auto reading = disk_.claim(source, {access::read, share::read | share::remove});
+  if (!reading) return reading.error();
+  if (disk_.find(to)) return win32_error::already_exists;
+  std::optional<std::uint64_t>& room = folder.drive->free_bytes;
+  const std::uint64_t size = source->content.size();
+  if (room && *room < size) return win32_error::disk_full;
+  std::optional<std::uint64_t>& old_room = source->drive->free_bytes;
+  const win32_error moved = disk_.rename(source, to);
+  if (!succeeded(moved)) return moved;
+  if (room) *room -= size;
+  if (old_room) *old_room += size;
+  if (folder.drive->format != disk_format::ntfs) source->property_set_values.clear();
+  return win32_error::success;
+}
+
+win32_error simulated_files::remove_directory(const std::wstring& path) {
+  const auto guard = calls_.record("remove_directory", text::utf8_from_wide(path));
+  const auto refused = calls_.refusal<win32_error>("remove_directory", path);
+  if (!succeeded(refused)) return refused;
+  const auto entry = disk_.find(path);
+  if (!entry) return entry.error();
+  if (!(*entry)->is_directory()) return win32_error::directory;
+  if ((*entry)->has(attribute::read_only)) return win32_error::access_denied;
+  if (!disk_.below((*entry)->path).empty()) return win32_error::dir_not_empty;
+  if (keeps_its_name(**entry)) return win32_error::sharing_violation;
+  disk_.remove(*entry);
+  return win32_error::success;
+}
+
+win32_error simulated_files::enumerate(const std::wstring& folder, const platform::entry_visitor& visit) {
+  const auto guard = calls_.record("enumerate", text::utf8_from_wide(folder));
+  const auto refused = calls_.refusal<win32_error>("enumerate", folder);
+  if (!succeeded(refused)) return refused;
+  const auto found = disk_.find(folder);
+  if (found.error() == win32_error::file_not_found) return win32_error::path_not_found;
+  if (!found) return found.error();
+  if (!(*found)->is_directory()) return win32_error::directory;
+  for (const disk_entry_pointer& entry : in_order(**found)) {
+    const auto broken = calls_.refusal<win32_error>("next_entry", entry->path);
+    if (!succeeded(broken)) return broken;
+    visit({std::wstring(paths::file_name(entry->path)),
+           entry->is_directory() ? platform::entry_kind::other : platform::entry_kind::regular_file});
+  }
+  return win32_error::success;
+}
+
+std::vector<disk_entry_pointer> simulated_files::in_order(const disk_entry& folder) const {
+  std::vector<disk_entry_pointer> entries = disk_.entries_of(folder);
+  const auto order = orders_.find(text::to_lower(folder.path));
+  if (order == orders_.end()) return entries;
+  const auto place = [&names = order->second](const disk_entry_pointer& entry) {
+    const auto is_meant = [name = paths::file_name(entry->path)](const std::wstring& named) {
+      return text::equal_ignoring_case(named, name);
+    };
+    return std::ranges::find_if(names, is_meant) - names.begin();
+  };
+  std::ranges::stable_sort(entries, {}, place);
+  return entries;
+}
+
+void simulated_files::deliver_in_order(std::wstring_view folder, std::vector<std::wstring> names) {
+  orders_[text::to_lower(folder)] = std::move(names);
 }
 
 }  // namespace support

@@ -11,6 +11,7 @@ class simulated_shell final : public platform::shell {
   explicit simulated_shell(simulated_calls& calls) : calls_(calls) {}
 
   void notify(platform::shell_event event, platform::shell_flush flush, const std::wstring& path) override;
+  void notify_of_rename(const std::wstring& old_path, const std::wstring& new_path) override;
   platform::hresult renew_thumbnail(const std::wstring& path, std::uint32_t size) override;
 
  private:

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -42,6 +43,17 @@ enum class item_kind : std::uint8_t {
   file,
   directory,
   cloud_placeholder,  ///< a file that isn't on this machine's disk yet
+};
+
+/// What the entry of a folder is, symbolic links followed.
+enum class entry_kind : std::uint8_t {
+  regular_file,  ///< cloud placeholders too
+  other,         ///< a directory, a device, a link that leads nowhere, or what can't be told
+};
+
+struct directory_entry {
+  std::wstring name;
+  entry_kind kind = entry_kind::other;
 };
 
 /// What a handle may do (GENERIC_READ and so on); a set of bits.
@@ -106,6 +118,9 @@ class file {
   virtual win32_error close() = 0;
 };
 
+/// Takes the entries of a folder one by one.
+using entry_visitor = std::function<void(directory_entry)>;
+
 class file_system {
  public:
   /// GetFileAttributesW. A link to a directory has the directory bit and the reparse point bit; a dangling link
@@ -126,6 +141,17 @@ class file_system {
   virtual win32_result<bool> copy_file(const std::wstring& from, const std::wstring& to) = 0;
   /// DeleteFileW.
   virtual win32_error delete_file(const std::wstring& path) = 0;
+  /// Renames a file, a link itself or a directory; files also move from one volume to another. Never replaces anything:
+  /// already_exists where `to` is taken, by a file or a directory. access_denied for a directory that would have to
+  /// change the volume. A move within a volume is atomic. On the host a failure leaves the file under its old name
+  /// only; a kill between volumes leaves at worst the whole file under both. MoveFileW.
+  virtual win32_error move_file(const std::wstring& from, const std::wstring& to) = 0;
+  /// Only an empty one: dir_not_empty. RemoveDirectoryW.
+  virtual win32_error remove_directory(const std::wstring& path) = 0;
+  /// Visits the entries of a folder, not those of its subfolders, in the order in which the file system delivers them,
+  /// without "." and "..". path_not_found for a missing folder, directory for what is none. A failure in the middle
+  /// comes after the visits of what was found. FindFirstFileExW, FindNextFileW.
+  virtual win32_error enumerate(const std::wstring& folder, const entry_visitor& visit) = 0;
 
  protected:
   ~file_system() = default;

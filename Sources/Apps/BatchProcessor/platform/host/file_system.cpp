@@ -5,8 +5,10 @@
 
 #include <cerrno>
 
+#include "platform/host/directory_entries.h"
 #include "platform/host/errno_codes.h"
 #include "platform/host/file_copy.h"
+#include "platform/host/file_move.h"
 #include "platform/host/item.h"
 #include "platform/host/open_file.h"
 #include "platform/host/opening.h"
@@ -96,6 +98,27 @@ win32_error file_system::delete_file(const std::wstring& path) {
   // A link goes without regard to its target.
   if (!found->is_link && is_read_only(found->status.stx_mode)) return win32_error::access_denied;
   return ::unlink(bytes.c_str()) == 0 ? win32_error::success : error_from_errno(errno, bytes.c_str());
+}
+
+win32_error file_system::move_file(const std::wstring& from, const std::wstring& to) {
+  return move_to_free_name(path_bytes(from), path_bytes(to));
+}
+
+win32_error file_system::remove_directory(const std::wstring& path) {
+  const path_bytes bytes(path);
+  const auto found = examine(bytes, for_attributes);
+  if (!found) return found.error();
+  // What a link leads to is not the caller's to remove.
+  if (found->is_link || !S_ISDIR(found->status.stx_mode)) return win32_error::directory;
+  if (is_read_only(found->status.stx_mode)) return win32_error::access_denied;
+  if (::rmdir(bytes.c_str()) == 0) return win32_error::success;
+  // Some file systems tell so of a folder that isn't empty.
+  if (errno == EEXIST) return win32_error::dir_not_empty;
+  return error_from_errno(errno, bytes.c_str());
+}
+
+win32_error file_system::enumerate(const std::wstring& folder, const entry_visitor& visit) {
+  return visit_entries(path_bytes(folder), visit);
 }
 
 }  // namespace platform::host

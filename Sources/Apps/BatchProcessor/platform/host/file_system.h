@@ -15,6 +15,9 @@ class file_system final : public platform::file_system {
   win32_error create_directory(const std::wstring& path) override;
   win32_result<bool> copy_file(const std::wstring& from, const std::wstring& to) override;
   win32_error delete_file(const std::wstring& path) override;
+  win32_error move_file(const std::wstring& from, const std::wstring& to) override;
+  win32_error remove_directory(const std::wstring& path) override;
+  win32_error enumerate(const std::wstring& folder, const entry_visitor& visit) override;
 };
 
 }  // namespace platform::host

@@ -11,10 +11,13 @@ static_assert(sizeof(wchar_t) == 4, "a wide character holds a whole code point h
 constexpr std::wstring_view long_path_prefix = LR"(\\?\)";
 constexpr std::wstring_view share_after_prefix = LR"(UNC\)";
 constexpr char32_t escape_base = 0xdc00;
+constexpr char32_t escaped_backslash = escape_base + U'\\';
 
 constexpr bool is_ascii_letter(wchar_t c) { return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z'); }
 constexpr bool is_surrogate(char32_t code) { return code >= 0xd800 && code < 0xe000; }
-constexpr bool is_escaped_byte(char32_t code) { return code >= escape_base + 0x80 && code <= escape_base + 0xff; }
+constexpr bool is_escaped_byte(char32_t code) {
+  return (code >= escape_base + 0x80 && code <= escape_base + 0xff) || code == escaped_backslash;
+}
 constexpr unsigned char byte_of(char c) { return static_cast<unsigned char>(c); }
 
 bool names_another_machines_place(std::wstring_view path, bool had_prefix) {
@@ -107,6 +110,12 @@ std::wstring wide_from_bytes(std::string_view bytes) {
     wide.push_back(static_cast<wchar_t>(code));
     bytes.remove_prefix(used);
   }
+  return wide;
+}
+
+std::wstring wide_name_from_bytes(std::string_view name) {
+  std::wstring wide = wide_from_bytes(name);
+  std::ranges::replace(wide, L'\\', static_cast<wchar_t>(escaped_backslash));
   return wide;
 }
 

@@ -12,7 +12,8 @@
 namespace platform::host {
 
 /// The bytes of a wide path: UTF-8, a backslash turned into a slash, the long-path prefix dropped. A wide character
-/// from U+DC80 to U+DCFF is a byte that is no UTF-8 (see wide_from_bytes). Holds them without an allocation.
+/// from U+DC80 to U+DCFF is a byte that is no UTF-8 (see wide_from_bytes), U+DC5C a backslash that is part of a name.
+/// Holds them without an allocation.
 class path_bytes {
  public:
   explicit path_bytes(std::wstring_view path);
@@ -37,6 +38,9 @@ class path_bytes {
 /// Wide text of bytes that mostly are UTF-8. A byte b that isn't becomes the lone surrogate U+DC00 + b, so that
 /// path_bytes gives back the same bytes.
 [[nodiscard]] std::wstring wide_from_bytes(std::string_view bytes);
+
+/// The same for one name, in which a backslash is no separator: it becomes U+DC5C.
+[[nodiscard]] std::wstring wide_name_from_bytes(std::string_view name);
 
 /// The path without its last name; "." for a bare name, "/" for what stands in the root.
 [[nodiscard]] std::string parent_of(std::string_view path);

@@ -7,6 +7,7 @@
 #include "platform/windows/file_times.h"
 #include "platform/windows/long_paths.h"
 #include "platform/windows/scoped_resources.h"
+#include "text/paths.h"
 
 namespace platform::windows {
 
@@ -101,6 +102,25 @@ class open_file final : public file {
   file_handle handle_;
 };
 
+// Without a download, for what is found behind a link.
+entry_kind kind_behind(const std::wstring& path) {
+  const file_handle target(CreateFileW(file_call_path(path).c_str(), FILE_READ_ATTRIBUTES, native_share(share::all),
+                                       nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  BY_HANDLE_FILE_INFORMATION facts = {};
+  // A link that leads nowhere can't be opened.
+  if (!target || GetFileInformationByHandle(target.get(), &facts) == FALSE) return entry_kind::other;
+  return (facts.dwFileAttributes & attribute::directory) != 0 ? entry_kind::other : entry_kind::regular_file;
+}
+
+entry_kind kind_of(const WIN32_FIND_DATAW& entry, const std::wstring& folder) {
+  // Links stand for another name; the other reparse points (cloud files, say) are files by themselves.
+  const bool is_link =
+      (entry.dwFileAttributes & attribute::reparse_point) != 0 && IsReparseTagNameSurrogate(entry.dwReserved0);
+  if (is_link) return kind_behind(paths::join(folder, entry.cFileName));
+  const bool is_file = (entry.dwFileAttributes & (attribute::directory | FILE_ATTRIBUTE_DEVICE)) == 0;
+  return is_file ? entry_kind::regular_file : entry_kind::other;
+}
+
 }  // namespace
 
 win32_result<std::uint32_t> file_system::attributes(const std::wstring& path) {
@@ -151,6 +171,33 @@ win32_result<bool> file_system::copy_file(const std::wstring& from, const std::w
 
 win32_error file_system::delete_file(const std::wstring& path) {
   return outcome(DeleteFileW(file_call_path(path).c_str()));
+}
+
+win32_error file_system::move_file(const std::wstring& from, const std::wstring& to) {
+  return outcome(MoveFileW(file_call_path(from).c_str(), file_call_path(to).c_str()));
+}
+
+win32_error file_system::remove_directory(const std::wstring& path) {
+  return outcome(RemoveDirectoryW(file_call_path(path).c_str()));
+}
+
+win32_error file_system::enumerate(const std::wstring& folder, const entry_visitor& visit) {
+  WIN32_FIND_DATAW data = {};
+  const find_handle search(FindFirstFileExW(file_call_path(paths::join(folder, L"*")).c_str(), FindExInfoBasic, &data,
+                                            FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
+  if (!search) {
+    const win32_error failure = last_failure();
+    // An empty root, which has no "." either.
+    return failure == win32_error::file_not_found ? win32_error::success : failure;
+  }
+  do {
+    std::wstring name = data.cFileName;
+    if (name == L"." || name == L"..") continue;
+    const entry_kind kind = kind_of(data, folder);
+    visit({std::move(name), kind});
+  } while (FindNextFileW(search.get(), &data) != FALSE);
+  const win32_error end = last_failure();
+  return code_of(end) == ERROR_NO_MORE_FILES ? win32_error::success : end;
 }
 
 }  // namespace platform::windows

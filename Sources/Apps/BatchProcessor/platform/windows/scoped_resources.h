@@ -41,6 +41,13 @@ struct file_handle_policy {
 };
 using file_handle = scoped_handle<file_handle_policy>;
 
+struct find_handle_policy {
+  using type = HANDLE;
+  static HANDLE empty() { return INVALID_HANDLE_VALUE; }
+  static void close(HANDLE handle) { FindClose(handle); }
+};
+using find_handle = scoped_handle<find_handle_policy>;
+
 // Both free functions fail only for pointers that aren't theirs.
 struct local_free {
   void operator()(void* memory) const { LocalFree(memory); }

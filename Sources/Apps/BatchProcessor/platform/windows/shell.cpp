@@ -7,8 +7,11 @@ namespace platform::windows {
 
 namespace {
 
+static_assert(static_cast<LONG>(shell_event::rename_item) == SHCNE_RENAMEITEM);
+static_assert(static_cast<LONG>(shell_event::remove_directory) == SHCNE_RMDIR);
 static_assert(static_cast<LONG>(shell_event::update_directory) == SHCNE_UPDATEDIR);
 static_assert(static_cast<LONG>(shell_event::update_item) == SHCNE_UPDATEITEM);
+static_assert(static_cast<UINT>(shell_flush::path) == SHCNF_PATHW);
 static_assert(static_cast<UINT>(shell_flush::path_and_wait) == (SHCNF_PATHW | SHCNF_FLUSH));
 static_assert(static_cast<UINT>(shell_flush::path_and_return) == (SHCNF_PATHW | SHCNF_FLUSHNOWAIT));
 
@@ -20,6 +23,10 @@ constexpr CLSID local_thumbnail_cache_class = {
 
 void shell::notify(shell_event event, shell_flush flush, const std::wstring& path) {
   SHChangeNotify(static_cast<LONG>(event), static_cast<UINT>(flush), path.c_str(), nullptr);
+}
+
+void shell::notify_of_rename(const std::wstring& old_path, const std::wstring& new_path) {
+  SHChangeNotify(SHCNE_RENAMEITEM, SHCNF_PATHW, old_path.c_str(), new_path.c_str());
 }
 
 hresult shell::renew_thumbnail(const std::wstring& path, std::uint32_t size) {

@@ -7,6 +7,7 @@ namespace platform::windows {
 class shell final : public platform::shell {
  public:
   void notify(shell_event event, shell_flush flush, const std::wstring& path) override;
+  void notify_of_rename(const std::wstring& old_path, const std::wstring& new_path) override;
   hresult renew_thumbnail(const std::wstring& path, std::uint32_t size) override;
 };
 
