@@ -49,6 +49,15 @@ std::string list_text(const std::vector<std::wstring>& list) {
   return result + "]";
 }
 
+std::string list_text(const std::vector<double>& list) {
+  std::string result = "[";
+  for (const double item : list) {
+    if (result.size() > 1) result += ", ";
+    result += text::format("{}", item);
+  }
+  return result + "]";
+}
+
 }  // namespace
 
 std::string attributes_text(std::uint32_t attributes) { return bits_text(attributes, attribute_names, "none"); }
@@ -67,6 +76,13 @@ std::string key_text(const platform::property_key& key) {
   if (key == platform::rating_key) return "rating";
   if (key == platform::keywords_key) return "keywords";
   if (key == platform::people_names_key) return "people_names";
+  if (key == platform::date_taken_key) return "date_taken";
+  if (key == platform::latitude_decimal_key) return "latitude_decimal";
+  if (key == platform::longitude_decimal_key) return "longitude_decimal";
+  if (key == platform::latitude_key) return "latitude";
+  if (key == platform::longitude_key) return "longitude";
+  if (key == platform::latitude_ref_key) return "latitude_ref";
+  if (key == platform::longitude_ref_key) return "longitude_ref";
   return text::format("{:08x}/{}", key.format.data1, key.id);
 }
 
@@ -84,6 +100,12 @@ std::string value_text(const platform::property_value& value) {
           return text::format("\"{}\"", text::utf8_from_wide(held));
         } else if constexpr (std::is_same_v<type, platform::other_type>) {
           return text::format("type {}", held.type);
+        } else if constexpr (std::is_same_v<type, double>) {
+          return text::format("{}", held);
+        } else if constexpr (std::is_same_v<type, platform::time_value>) {
+          return text::format("time {}", held.time);
+        } else if constexpr (std::is_same_v<type, std::vector<double>>) {
+          return list_text(held);
         } else {
           return list_text(held);
         }

@@ -76,7 +76,12 @@ TEST_F(property_sets_test, values_of_every_type_come_back_exact) {
                                    std::wstring(),
                                    std::wstring(L"a:b,c\n\u65e5\U0001f600"),
                                    list{L"one"},
-                                   list{L"", L"a,b", L"5:x,", L"\u00e9\U0001f600"}};
+                                   list{L"", L"a,b", L"5:x,", L"\u00e9\U0001f600"},
+                                   -151.20929599999999,
+                                   0.1,
+                                   5e-324,
+                                   platform::time_value{0xfedcba9876543210},
+                                   std::vector<double>{48, 51.5, -1.0 / 3}};
   for (const property_value& value : values) {
     write(people_names_key, value);
     EXPECT_EQ(read(people_names_key), value);

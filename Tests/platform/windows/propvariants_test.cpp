@@ -11,11 +11,13 @@ namespace {
 using platform::hresult;
 using platform::other_type;
 using platform::property_value;
+using platform::time_value;
 using platform::windows::from_propvariant;
 using platform::windows::scoped_propvariant;
 using platform::windows::to_propvariant;
 
 using string_list = std::vector<std::wstring>;
+using number_list = std::vector<double>;
 
 // The value after the way to the system's form and back.
 property_value there_and_back(const property_value& value) {
@@ -35,6 +37,10 @@ TEST(propvariants, every_type_comes_back) {
       std::wstring(L"text \u65e5\u672c"),
       string_list{L"one", L"", L"two words", L"\u00fcber"},
       string_list{L"single"},
+      -151.209296,
+      time_value{132'000'000'012'345'678},
+      number_list{48, 51.5, 0.25},
+      number_list(),
   };
   for (const property_value& value : values)
     EXPECT_EQ(there_and_back(value), value) << value.index();
@@ -67,16 +73,46 @@ TEST(propvariants, an_empty_list_has_no_elements_and_no_array) {
 
 TEST(propvariants, a_type_that_is_not_known_is_named) {
   PROPVARIANT native = {};
-  native.vt = VT_FILETIME;
-  EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_FILETIME}));
-  native.vt = VT_UI2;
-  EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_UI2}));
+  native.vt = VT_DATE;
+  EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_DATE}));
+  native.vt = VT_VECTOR | VT_R4;
+  EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_VECTOR | VT_R4}));
 }
 
 TEST(propvariants, a_type_that_is_not_known_cant_be_set) {
   scoped_propvariant native;
-  EXPECT_EQ(to_propvariant(other_type{VT_FILETIME}, native), hresult::invalid_argument);
+  EXPECT_EQ(to_propvariant(other_type{VT_DATE}, native), hresult::invalid_argument);
   EXPECT_EQ(native.get().vt, VT_EMPTY);
+}
+
+TEST(propvariants, a_time_has_the_type_of_a_date_taken) {
+  scoped_propvariant native;
+  ASSERT_EQ(to_propvariant(time_value{0x0123456789abcdef}, native), hresult::ok);
+  EXPECT_EQ(native.get().vt, 64);
+  EXPECT_EQ(native.get().filetime.dwHighDateTime, 0x01234567U);
+  EXPECT_EQ(native.get().filetime.dwLowDateTime, 0x89abcdefU);
+}
+
+TEST(propvariants, a_decimal_number_has_the_type_of_a_position) {
+  scoped_propvariant native;
+  ASSERT_EQ(to_propvariant(48.8583, native), hresult::ok);
+  EXPECT_EQ(native.get().vt, 5);
+  EXPECT_EQ(native.get().dblVal, 48.8583);
+}
+
+TEST(propvariants, numbers_have_the_type_of_degrees_minutes_and_seconds) {
+  scoped_propvariant native;
+  ASSERT_EQ(to_propvariant(number_list{48, 51, 29.9}, native), hresult::ok);
+  EXPECT_EQ(native.get().vt, 4101);
+  ASSERT_EQ(native.get().cadbl.cElems, 3U);
+  EXPECT_EQ(native.get().cadbl.pElems[2], 29.9);
+}
+
+TEST(propvariants, a_list_of_numbers_without_its_array_is_empty) {
+  PROPVARIANT list = {};
+  list.vt = VT_VECTOR | VT_R8;
+  list.cadbl.cElems = 3;
+  EXPECT_EQ(from_propvariant(list), property_value(number_list()));
 }
 
 TEST(propvariants, null_pointers_read_as_empty_texts) {

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/file_system.h"
 #include "platform/result.h"
 
 namespace platform {
@@ -26,14 +27,21 @@ struct property_key {
   auto operator<=>(const property_key&) const = default;
 };
 
+/// A point in time, apart from other numbers.
+struct time_value {
+  file_time time = 0;
+  auto operator<=>(const time_value&) const = default;
+};
+
 /// The value types that the program knows, in the order of VT_EMPTY, VT_UI4, VT_I4, VT_LPWSTR and
-/// VT_VECTOR | VT_LPWSTR. A value of any other type is `other_type`.
+/// VT_VECTOR | VT_LPWSTR. A value of any other type is `other_type`. Behind it VT_R8, VT_FILETIME and
+/// VT_VECTOR | VT_R8.
 struct other_type {
   std::uint16_t type = 0;  ///< the VARTYPE
   auto operator<=>(const other_type&) const = default;
 };
-using property_value =
-    std::variant<std::monostate, std::uint32_t, std::int32_t, std::wstring, std::vector<std::wstring>, other_type>;
+using property_value = std::variant<std::monostate, std::uint32_t, std::int32_t, std::wstring,
+                                    std::vector<std::wstring>, other_type, double, time_value, std::vector<double>>;
 
 /// An open store. Destruction releases it; what was set and not committed is dropped.
 class property_store {

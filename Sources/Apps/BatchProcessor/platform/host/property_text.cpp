@@ -21,6 +21,9 @@ constexpr std::string_view unsigned_mark = "ui4:";
 constexpr std::string_view signed_mark = "i4:";
 constexpr std::string_view text_mark = "lpwstr:";
 constexpr std::string_view list_mark = "lpwstrs:";
+constexpr std::string_view decimal_mark = "r8:";
+constexpr std::string_view time_mark = "filetime:";
+constexpr std::string_view decimals_mark = "r8s:";
 
 template <class Number>
 std::optional<Number> number_in(std::string_view text) {
@@ -48,6 +51,31 @@ property_value list_property(std::string_view text) {
     text.remove_prefix(*size + 1);
   }
   return list;
+}
+
+property_value time_property(std::string_view text) {
+  const auto time = number_in<file_time>(text);
+  return time ? property_value(time_value{*time}) : other_type{};
+}
+
+property_value decimals_property(std::string_view text) {
+  std::vector<double> list;
+  while (!text.empty()) {
+    const std::size_t comma = text.find(',');
+    const std::optional<double> number = number_in<double>(text.substr(0, comma));
+    if (!number || comma == std::string_view::npos) return other_type{};
+    list.push_back(*number);
+    text.remove_prefix(comma + 1);
+  }
+  return list;
+}
+
+// As many digits as it takes to read the same number back.
+std::string decimals_text(const std::vector<double>& list) {
+  std::string text(decimals_mark);
+  for (const double number : list)
+    text += text::format("{},", number);
+  return text;
 }
 
 std::string list_text(const std::vector<std::wstring>& list) {
@@ -128,6 +156,11 @@ std::optional<std::string> attribute_text(const property_value& value) {
   if (const auto* const number = std::get_if<std::int32_t>(&value)) return text::format("{}{}", signed_mark, *number);
   if (const auto* const text = std::get_if<std::wstring>(&value))
     return std::string(text_mark) + text::utf8_from_wide(*text);
+  if (const auto* const number = std::get_if<double>(&value)) return text::format("{}{}", decimal_mark, *number);
+  if (const auto* const time = std::get_if<time_value>(&value)) return text::format("{}{}", time_mark, time->time);
+  if (const auto* const list = std::get_if<std::vector<double>>(&value); list != nullptr && !list->empty()) {
+    return decimals_text(*list);
+  }
   const auto* const list = std::get_if<std::vector<std::wstring>>(&value);
   if (list == nullptr || list->empty()) return {};
   return list_text(*list);
@@ -139,6 +172,9 @@ property_value property_from_text(std::string_view text) {
   if (text.starts_with(signed_mark)) return number_property<std::int32_t>(behind(signed_mark));
   if (text.starts_with(text_mark)) return text::wide_from_utf8(behind(text_mark));
   if (text.starts_with(list_mark)) return list_property(behind(list_mark));
+  if (text.starts_with(decimal_mark)) return number_property<double>(behind(decimal_mark));
+  if (text.starts_with(time_mark)) return time_property(behind(time_mark));
+  if (text.starts_with(decimals_mark)) return decimals_property(behind(decimals_mark));
   return other_type{};
 }
 

@@ -5,6 +5,9 @@
 //   i4:-3                   VT_I4
 //   lpwstr:any text         VT_LPWSTR, UTF-8 up to the end of the value
 //   lpwstrs:5:Beach,3:Sea,  VT_VECTOR | VT_LPWSTR, each text led by its size in bytes of UTF-8
+//   r8:48.8583              VT_R8
+//   filetime:1320000        VT_FILETIME, in its ticks
+//   r8s:48,51.5,0,          VT_VECTOR | VT_R8
 // Keywords and rating of a file also stand where Linux file managers look for them: "user.xdg.tags", the tags with
 // commas between them, and "user.baloo.rating", the stars times two. Our own attribute is exact and counts as long as
 // these two say the same. Where one says something else, or is gone, a file manager has changed it since, and it

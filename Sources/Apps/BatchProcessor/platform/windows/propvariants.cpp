@@ -4,12 +4,15 @@
 #include <limits>
 #include <span>
 
+#include "platform/windows/file_times.h"
+
 namespace platform::windows {
 
 namespace {
 
 // A type tag such as VT_VECTOR | VT_LPWSTR.
 constexpr VARTYPE string_list_type = VT_VECTOR | VT_LPWSTR;
+constexpr VARTYPE number_list_type = VT_VECTOR | VT_R8;
 
 template <class T>
 T* allocate(std::size_t count) {
@@ -67,6 +70,32 @@ struct setter {
   }
 
   hresult operator()(const other_type&) const { return hresult::invalid_argument; }
+
+  hresult operator()(double number) const {
+    made.vt = VT_R8;
+    made.dblVal = number;
+    return hresult::ok;
+  }
+
+  hresult operator()(const time_value& value) const {
+    made.vt = VT_FILETIME;
+    made.filetime = native_time(value.time);
+    return hresult::ok;
+  }
+
+  hresult operator()(const std::vector<double>& numbers) const {
+    if (numbers.size() > std::numeric_limits<ULONG>::max()) return hresult::out_of_memory;
+    made.vt = number_list_type;
+    made.cadbl.cElems = 0;
+    made.cadbl.pElems = nullptr;
+    if (numbers.empty()) return hresult::ok;
+
+    made.cadbl.pElems = allocate<double>(numbers.size());
+    if (made.cadbl.pElems == nullptr) return hresult::out_of_memory;
+    std::copy(numbers.begin(), numbers.end(), made.cadbl.pElems);
+    made.cadbl.cElems = static_cast<ULONG>(numbers.size());
+    return hresult::ok;
+  }
 };
 
 std::wstring text_or_empty(const wchar_t* text) { return text != nullptr ? text : L""; }
@@ -78,6 +107,11 @@ std::vector<std::wstring> list_of(const CALPWSTR& elements) {
   for (const wchar_t* text : std::span(elements.pElems, elements.cElems))
     list.push_back(text_or_empty(text));
   return list;
+}
+
+std::vector<double> list_of(const CADBL& elements) {
+  if (elements.pElems == nullptr) return {};
+  return {elements.pElems, elements.pElems + elements.cElems};
 }
 
 }  // namespace
@@ -98,6 +132,12 @@ property_value from_propvariant(const PROPVARIANT& value) {
       return text_or_empty(value.pwszVal);
     case string_list_type:
       return list_of(value.calpwstr);
+    case VT_R8:
+      return value.dblVal;
+    case VT_FILETIME:
+      return time_value{ticks_of(value.filetime)};
+    case number_list_type:
+      return list_of(value.cadbl);
     default:
       return other_type{value.vt};
   }

@@ -22,8 +22,8 @@ class scoped_propvariant {
   PROPVARIANT value_;
 };
 
-/// Fills an empty `made`: strings and the element array are CoTaskMemAlloc copies, an empty list has the count 0 and
-/// no array. out_of_memory when a copy can't be had, invalid_argument for `other_type`.
+/// Fills an empty `made`: strings and element arrays are CoTaskMemAlloc copies, an empty list has the count 0 and no
+/// array. out_of_memory when a copy can't be had, invalid_argument for `other_type`.
 [[nodiscard]] hresult to_propvariant(const property_value& value, scoped_propvariant& made);
 
 /// A copy. A null string reads as an empty one.
