@@ -96,6 +96,8 @@ std::string value_text(const platform::property_value& value) {
           return text::format("{}", held);
         } else if constexpr (std::is_same_v<type, std::int32_t>) {
           return text::format("int {}", held);
+        } else if constexpr (std::is_same_v<type, std::uint16_t>) {
+          return text::format("short {}", held);
         } else if constexpr (std::is_same_v<type, std::wstring>) {
           return text::format("\"{}\"", text::utf8_from_wide(held));
         } else if constexpr (std::is_same_v<type, platform::other_type>) {

@@ -14,7 +14,7 @@ namespace support {
 [[nodiscard]] std::string attributes_text(std::uint32_t attributes);
 /// "rating", "keywords", "date_taken" and so on for the program's own, else the first field of the format and the id.
 [[nodiscard]] std::string key_text(const platform::property_key& key);
-/// "empty", "75", "int 75", "\"text\"", "[a, b]", "time 131", "48.5", "[48, 51.5, 0]" or "type 7".
+/// "empty", "75", "int 75", "short 6", "48.5", "time 131", "\"text\"", "[a, b]", "[48, 51.5, 0]" or "type 7".
 [[nodiscard]] std::string value_text(const platform::property_value& value);
 [[nodiscard]] std::string access_text(platform::handler_access access);
 [[nodiscard]] std::string access_text(platform::storage_access access);

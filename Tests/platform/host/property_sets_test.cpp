@@ -73,6 +73,7 @@ TEST_F(property_sets_test, values_of_every_type_come_back_exact) {
   const property_value values[] = {std::uint32_t{75},
                                    std::uint32_t{0xffffffff},
                                    std::int32_t{-2147483647 - 1},
+                                   std::uint16_t{65535},
                                    std::wstring(),
                                    std::wstring(L"a:b,c\n\u65e5\U0001f600"),
                                    list{L"one"},
@@ -212,8 +213,8 @@ TEST_F(property_sets_test, nonsense_of_a_file_manager_is_nothing) {
 
 TEST_F(property_sets_test, nonsense_in_our_attributes_is_a_value_of_another_type) {
   for (const char* nonsense :
-       {"", "ui4:", "ui4:x", "ui4:4294967296", "ui4:-1", "i4:2147483648", "lpwstrs:x", "lpwstrs:5:ab,", "lpwstrs:2:abc",
-        "lpwstrs:2:ab", "lpwstrs:18446744073709551615:a,", "vt:1"}) {
+       {"", "ui4:", "ui4:x", "ui4:4294967296", "ui4:-1", "i4:2147483648", "ui2:65536", "lpwstrs:x", "lpwstrs:5:ab,",
+        "lpwstrs:2:abc", "lpwstrs:2:ab", "lpwstrs:18446744073709551615:a,", "vt:1"}) {
     ASSERT_TRUE(set_attribute(path, rating_attribute, nonsense));
     EXPECT_EQ(read(rating_key), property_value(other_type{})) << nonsense;
   }

@@ -33,6 +33,8 @@ TEST(propvariants, every_type_comes_back) {
       std::numeric_limits<std::uint32_t>::max(),
       std::int32_t{-1},
       std::numeric_limits<std::int32_t>::min(),
+      std::uint16_t{6},
+      std::numeric_limits<std::uint16_t>::max(),
       std::wstring(),
       std::wstring(L"text \u65e5\u672c"),
       string_list{L"one", L"", L"two words", L"\u00fcber"},
@@ -75,6 +77,8 @@ TEST(propvariants, a_type_that_is_not_known_is_named) {
   PROPVARIANT native = {};
   native.vt = VT_DATE;
   EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_DATE}));
+  native.vt = VT_I2;
+  EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_I2}));
   native.vt = VT_VECTOR | VT_R4;
   EXPECT_EQ(from_propvariant(native), property_value(other_type{VT_VECTOR | VT_R4}));
 }

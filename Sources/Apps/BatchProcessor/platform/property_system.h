@@ -33,15 +33,14 @@ struct time_value {
   auto operator<=>(const time_value&) const = default;
 };
 
-/// The value types that the program knows, in the order of VT_EMPTY, VT_UI4, VT_I4, VT_LPWSTR and
-/// VT_VECTOR | VT_LPWSTR. A value of any other type is `other_type`. Behind it VT_R8, VT_FILETIME and
-/// VT_VECTOR | VT_R8.
+/// The value types that the program knows, in the order of VT_EMPTY, VT_UI4, VT_I4, VT_UI2, VT_R8, VT_FILETIME,
+/// VT_LPWSTR, VT_VECTOR | VT_LPWSTR and VT_VECTOR | VT_R8. A value of any other type is `other_type`.
 struct other_type {
   std::uint16_t type = 0;  ///< the VARTYPE
   auto operator<=>(const other_type&) const = default;
 };
-using property_value = std::variant<std::monostate, std::uint32_t, std::int32_t, std::wstring,
-                                    std::vector<std::wstring>, other_type, double, time_value, std::vector<double>>;
+using property_value = std::variant<std::monostate, std::uint32_t, std::int32_t, std::uint16_t, double, time_value,
+                                    std::wstring, std::vector<std::wstring>, std::vector<double>, other_type>;
 
 /// An open store. Destruction releases it; what was set and not committed is dropped.
 class property_store {

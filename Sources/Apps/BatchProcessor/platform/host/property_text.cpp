@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::string_view unsigned_mark = "ui4:";
 constexpr std::string_view signed_mark = "i4:";
+constexpr std::string_view short_mark = "ui2:";
 constexpr std::string_view text_mark = "lpwstr:";
 constexpr std::string_view list_mark = "lpwstrs:";
 constexpr std::string_view decimal_mark = "r8:";
@@ -154,6 +155,7 @@ std::optional<std::string> attribute_text(const property_value& value) {
   if (const auto* const number = std::get_if<std::uint32_t>(&value))
     return text::format("{}{}", unsigned_mark, *number);
   if (const auto* const number = std::get_if<std::int32_t>(&value)) return text::format("{}{}", signed_mark, *number);
+  if (const auto* const number = std::get_if<std::uint16_t>(&value)) return text::format("{}{}", short_mark, *number);
   if (const auto* const text = std::get_if<std::wstring>(&value))
     return std::string(text_mark) + text::utf8_from_wide(*text);
   if (const auto* const number = std::get_if<double>(&value)) return text::format("{}{}", decimal_mark, *number);
@@ -170,6 +172,7 @@ property_value property_from_text(std::string_view text) {
   const auto behind = [text](std::string_view mark) { return text.substr(mark.size()); };
   if (text.starts_with(unsigned_mark)) return number_property<std::uint32_t>(behind(unsigned_mark));
   if (text.starts_with(signed_mark)) return number_property<std::int32_t>(behind(signed_mark));
+  if (text.starts_with(short_mark)) return number_property<std::uint16_t>(behind(short_mark));
   if (text.starts_with(text_mark)) return text::wide_from_utf8(behind(text_mark));
   if (text.starts_with(list_mark)) return list_property(behind(list_mark));
   if (text.starts_with(decimal_mark)) return number_property<double>(behind(decimal_mark));

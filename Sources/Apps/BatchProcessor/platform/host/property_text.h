@@ -3,6 +3,7 @@
 // One attribute for each property, "user.quill_box.{FMTID}.PID", with a text that tells its type:
 //   ui4:75                  VT_UI4
 //   i4:-3                   VT_I4
+//   ui2:6                   VT_UI2
 //   lpwstr:any text         VT_LPWSTR, UTF-8 up to the end of the value
 //   lpwstrs:5:Beach,3:Sea,  VT_VECTOR | VT_LPWSTR, each text led by its size in bytes of UTF-8
 //   r8:48.8583              VT_R8

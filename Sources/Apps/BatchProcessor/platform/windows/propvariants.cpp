@@ -44,6 +44,12 @@ struct setter {
     return hresult::ok;
   }
 
+  hresult operator()(std::uint16_t number) const {
+    made.vt = VT_UI2;
+    made.uiVal = number;
+    return hresult::ok;
+  }
+
   hresult operator()(const std::wstring& text) const {
     made.pwszVal = copy_of(text);
     if (made.pwszVal == nullptr) return hresult::out_of_memory;
@@ -128,6 +134,8 @@ property_value from_propvariant(const PROPVARIANT& value) {
       return std::uint32_t{value.ulVal};
     case VT_I4:
       return std::int32_t{value.lVal};
+    case VT_UI2:
+      return std::uint16_t{value.uiVal};
     case VT_LPWSTR:
       return text_or_empty(value.pwszVal);
     case string_list_type:
