@@ -11,6 +11,7 @@
 #include "logging/log.h"
 #include "metadata/embedded_metadata.h"
 #include "metadata/folder_mirror.h"
+#include "metadata/people_regions.h"
 #include "metadata/property_set_writer.h"
 #include "metadata/rating_scale.h"
 #include "metadata/xmp_packet_patch.h"
@@ -317,6 +318,8 @@ tag_vector file_metadata_store::get_tags() const {
   if (!tags) throw std::runtime_error(failed_to_get_tags);
   return *std::move(tags);
 }
+
+std::vector<people_region> file_metadata_store::get_people_regions() const { return read_people_regions(path_); }
 
 // None where there is no list. A read that fails must not pass for an empty list: what is stored next would drop the
 // tags that are there.

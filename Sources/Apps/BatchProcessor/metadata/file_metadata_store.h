@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "metadata/people_region.h"
 #include "platform/property_system.h"
 
 namespace quill_box::metadata {
@@ -61,6 +62,10 @@ class file_metadata_store {
   /// In the order stored. A folder without any has those of its desktop.ini.
   [[nodiscard]] std::vector<std::wstring> get_tags() const;
   void remove_all_tags();
+
+  /// The people on the photo, from the first place that has any: the file's own bytes, its property set (names alone),
+  /// its sidecar. Needs the path only, not an open store; none without one.
+  [[nodiscard]] std::vector<people_region> get_people_regions() const;
 
   /// Three attempts, unless the store says that it never will; the last one's result.
   platform::hresult set_value_with_retry(const platform::property_key& key, const platform::property_value& value);

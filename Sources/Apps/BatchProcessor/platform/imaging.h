@@ -1,12 +1,20 @@
 // Metadata of images, set in place by query path.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "platform/property_system.h"
 
 namespace platform {
+
+/// In pixels.
+struct image_size {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  bool operator==(const image_size&) const = default;
+};
 
 /// A fast metadata encoder with its query writer: changes single values inside the room that the container has.
 class metadata_encoder {
