@@ -58,6 +58,35 @@ TEST(clock, local_time_keeps_the_ticks_within_the_second) {
   EXPECT_EQ(machine_clock().to_local(whole_second + 9'999'999).ticks, 9'999'999);
 }
 
+TEST(clock, the_present_has_the_same_local_time_with_the_current_bias) {
+  const file_time now = machine_clock().now();
+  const platform::local_time by_zone = machine_clock().to_local(now);
+  const auto by_bias = machine_clock().to_local_with_current_bias(now);
+  ASSERT_TRUE(by_bias);
+  EXPECT_EQ(by_bias->year, by_zone.year);
+  EXPECT_EQ(by_bias->month, by_zone.month);
+  EXPECT_EQ(by_bias->day, by_zone.day);
+  EXPECT_EQ(by_bias->hour, by_zone.hour);
+  EXPECT_EQ(by_bias->minute, by_zone.minute);
+  EXPECT_EQ(by_bias->second, by_zone.second);
+  EXPECT_EQ(by_bias->ticks, by_zone.ticks);
+}
+
+TEST(clock, the_current_bias_is_that_of_any_season) {
+  constexpr file_time half_a_year = 182 * 24 * 3600 * ticks_per_second;
+  const file_time now = machine_clock().now();
+  const auto today = machine_clock().to_local_with_current_bias(now);
+  const auto then = machine_clock().to_local_with_current_bias(now - half_a_year);
+  ASSERT_TRUE(today && then);
+  EXPECT_EQ(then->hour, today->hour);
+  EXPECT_EQ(then->minute, today->minute);
+}
+
+TEST(clock, a_time_beyond_the_calendar_has_no_local_time_with_the_current_bias) {
+  EXPECT_FALSE(machine_clock().to_local_with_current_bias(file_time{1} << 63));
+  EXPECT_FALSE(machine_clock().to_local_with_current_bias(~file_time{0}));
+}
+
 TEST(clock, a_leap_day_is_a_day_of_its_own) {
   constexpr file_time noon = 133'536'816'000'000'000;  // 2024-02-29 12:00 UTC
   const platform::local_time local = machine_clock().to_local(noon);

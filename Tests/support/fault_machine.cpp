@@ -333,9 +333,26 @@ class faulty_processes final : public platform::processes {
   platform::processes& below_;
 };
 
+class faulty_clock final : public platform::clock {
+ public:
+  faulty_clock(fault_trigger& trigger, platform::clock& below) : trigger_(trigger), below_(below) {}
+
+  platform::file_time now() override { return below_.now(); }
+  platform::local_time to_local(platform::file_time time) override { return below_.to_local(time); }
+  win32_result<platform::local_time> to_local_with_current_bias(platform::file_time time) override {
+    const auto error = trigger_.strike<win32_error>("to_local_with_current_bias", {});
+    return succeeded(error) ? below_.to_local_with_current_bias(time) : error;
+  }
+  void sleep(std::chrono::milliseconds time) override { below_.sleep(time); }
+
+ private:
+  fault_trigger& trigger_;
+  platform::clock& below_;
+};
+
 }  // namespace
 
-// Clock, terminal and error texts have no failures to report and are passed through.
+// Terminal and error texts have no failures to report and are passed through.
 struct fault_machine::facilities {
   explicit facilities(platform::machine& below)
       : files(trigger, below.files),
@@ -344,7 +361,8 @@ struct fault_machine::facilities {
         images(trigger, below.images),
         shell(trigger, below.shell),
         processes(trigger, below.processes),
-        machine{files, profiles, properties, images, shell, processes, below.clock, below.terminal, below.errors} {}
+        clock(trigger, below.clock),
+        machine{files, profiles, properties, images, shell, processes, clock, below.terminal, below.errors} {}
 
   fault_trigger trigger;
   faulty_files files;
@@ -353,6 +371,7 @@ struct fault_machine::facilities {
   faulty_images images;
   faulty_shell shell;
   faulty_processes processes;
+  faulty_clock clock;
   platform::machine machine;
 };
 

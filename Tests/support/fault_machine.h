@@ -1,10 +1,10 @@
 // A machine whose calls fail on demand, stacked on any other machine.
 //
 // Only calls that can report a failure are counted, in the order in which they are made: those of files, profile
-// strings and processes that answer with a Win32 code, and those of the property system, imaging, the shell and
-// processes that answer with an HRESULT. The names are those of simulated_machine.h; what comes out of a call (files,
-// stores, encoders) is wrapped too. A call that is made to fail never reaches the machine below, but for `close`,
-// which closes first.
+// strings, processes and the clock that answer with a Win32 code, and those of the property system, imaging, the shell
+// and processes that answer with an HRESULT. The names are those of simulated_machine.h; what comes out of a call
+// (files, stores, encoders) is wrapped too. A call that is made to fail never reaches the machine below, but for
+// `close`, which closes first.
 #pragma once
 
 #include <cstddef>

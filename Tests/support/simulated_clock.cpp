@@ -27,6 +27,19 @@ platform::file_time simulated_clock::now() {
 
 platform::local_time simulated_clock::to_local(platform::file_time time) {
   const auto guard = calls_.record("to_local", text::format("{}", time));
+  return in_zone(time);
+}
+
+platform::win32_result<platform::local_time> simulated_clock::to_local_with_current_bias(platform::file_time time) {
+  using platform::win32_error;
+  const auto guard = calls_.record("to_local_with_current_bias", text::format("{}", time));
+  const auto refused = calls_.refusal<win32_error>("to_local_with_current_bias", {});
+  if (!succeeded(refused)) return refused;
+  if (time >> 63 != 0) return win32_error::invalid_parameter;
+  return in_zone(time);
+}
+
+platform::local_time simulated_clock::in_zone(platform::file_time time) const {
   const ticks local = ticks(static_cast<std::int64_t>(time)) + zone_;
   const auto day = std::chrono::floor<std::chrono::days>(local);
   const std::chrono::year_month_day date(epoch + day);

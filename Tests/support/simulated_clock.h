@@ -20,6 +20,7 @@ class simulated_clock final : public platform::clock {
 
   platform::file_time now() override;
   platform::local_time to_local(platform::file_time time) override;
+  platform::win32_result<platform::local_time> to_local_with_current_bias(platform::file_time time) override;
   void sleep(std::chrono::milliseconds time) override;
 
   /// For tests: the time without a record of the question.
@@ -31,6 +32,8 @@ class simulated_clock final : public platform::clock {
   [[nodiscard]] const std::vector<std::chrono::milliseconds>& sleeps() const { return sleeps_; }
 
  private:
+  [[nodiscard]] platform::local_time in_zone(platform::file_time time) const;
+
   simulated_calls& calls_;
   // 2026-11-14 12:05:17.1234567 in local time.
   platform::file_time time_ = ticks_of({2026, 11, 14, 11, 5, 17, 1234567});

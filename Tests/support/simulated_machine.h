@@ -11,7 +11,7 @@
 //   shell       notify renew_thumbnail
 //   processes   process_id thread_id local_app_data module_path package_full_name set_app_user_model_id
 //               enter_apartment leave_apartment
-//   clock       now to_local sleep
+//   clock       now to_local to_local_with_current_bias sleep
 //   terminal    interactive may_draw columns write_terminal read_key discard_keys interrupted
 //   errors      text_of
 // The same names serve calls.refuse(), calls.before() and the faults of a fault_machine.

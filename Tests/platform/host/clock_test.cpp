@@ -3,30 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 
+#include "platform/host/time_zone.h"
 #include "platform/host/times.h"
 
 namespace {
 
+using host_test::time_zone;
 using platform::host::file_time_from;
 using platform::host::timespec_from;
-
-// A time zone for a scope.
-class time_zone {
- public:
-  explicit time_zone(const char* zone) {
-    ::setenv("TZ", zone, 1);
-    ::tzset();
-  }
-  time_zone(const time_zone&) = delete;
-  time_zone& operator=(const time_zone&) = delete;
-  ~time_zone() {
-    ::unsetenv("TZ");
-    ::tzset();
-  }
-};
 
 constexpr platform::file_time some_time = 134'081'931'171'234'567;
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/file_system.h"
+#include "platform/result.h"
 
 namespace platform {
 
@@ -25,6 +26,11 @@ class clock {
   [[nodiscard]] virtual file_time now() = 0;
   /// SystemTimeToTzSpecificLocalTime with the machine's current zone.
   [[nodiscard]] virtual local_time to_local(file_time time) = 0;
+  /// With the distance from UTC that holds now, not with that of the date: a summer's time seen in winter is an hour
+  /// off. Property handlers turn a camera's clock into a date taken by the same measure, so that the way back gives
+  /// what the camera showed. Fails for times that have no local time in the calendar.
+  /// FileTimeToLocalFileTime, FileTimeToSystemTime.
+  [[nodiscard]] virtual win32_result<local_time> to_local_with_current_bias(file_time time) = 0;
   virtual void sleep(std::chrono::milliseconds time) = 0;
 
  protected:

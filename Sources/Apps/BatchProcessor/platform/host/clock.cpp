@@ -3,6 +3,7 @@
 #include <ctime>
 #include <thread>
 
+#include "platform/host/current_bias.h"
 #include "platform/host/times.h"
 
 namespace platform::host {
@@ -32,6 +33,8 @@ local_time clock::to_local(file_time time) {
           parts.tm_sec,
           static_cast<int>(since_1970.tv_nsec / nanoseconds_per_tick)};
 }
+
+win32_result<local_time> clock::to_local_with_current_bias(file_time time) { return local_from_file_time(time); }
 
 void clock::sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
 

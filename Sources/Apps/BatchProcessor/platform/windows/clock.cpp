@@ -2,9 +2,26 @@
 
 #include <thread>
 
+#include "platform/windows/error_codes.h"
 #include "platform/windows/file_times.h"
 
 namespace platform::windows {
+
+namespace {
+
+constexpr file_time ticks_per_second = 10'000'000;
+
+local_time parts_of(const SYSTEMTIME& time, file_time ticks) {
+  return {.year = time.wYear,
+          .month = time.wMonth,
+          .day = time.wDay,
+          .hour = time.wHour,
+          .minute = time.wMinute,
+          .second = time.wSecond,
+          .ticks = static_cast<int>(ticks % ticks_per_second)};
+}
+
+}  // namespace
 
 file_time clock::now() {
   FILETIME time = {};
@@ -13,20 +30,22 @@ file_time clock::now() {
 }
 
 local_time clock::to_local(file_time time) {
-  constexpr file_time ticks_per_second = 10'000'000;
   const FILETIME native = native_time(time);
   SYSTEMTIME utc = {};
   SYSTEMTIME local = {};
   // Both fail only for years beyond the calendar of these calls, which show as its first day.
   if (FileTimeToSystemTime(&native, &utc) == FALSE) return {};
   if (SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local) == FALSE) return {};
-  return {.year = local.wYear,
-          .month = local.wMonth,
-          .day = local.wDay,
-          .hour = local.wHour,
-          .minute = local.wMinute,
-          .second = local.wSecond,
-          .ticks = static_cast<int>(time % ticks_per_second)};
+  return parts_of(local, time);
+}
+
+win32_result<local_time> clock::to_local_with_current_bias(file_time time) {
+  const FILETIME native = native_time(time);
+  FILETIME local = {};
+  SYSTEMTIME parts = {};
+  if (FileTimeToLocalFileTime(&native, &local) == FALSE) return last_failure();
+  if (FileTimeToSystemTime(&local, &parts) == FALSE) return last_failure();
+  return parts_of(parts, ticks_of(local));
 }
 
 void clock::sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
