@@ -86,6 +86,15 @@ TEST(conversions, appending_keeps_what_is_there) {
   EXPECT_EQ(utf8, "a\xc3\xa9");
 }
 
+TEST(is_unicode, holds_for_what_survives_the_way_to_utf8_and_back) {
+  for (const wchar_t* text : {L"", L"a", L"\u00e9\uffff", L"\U0001F600", L"\ufffd"}) {
+    EXPECT_TRUE(text::is_unicode(text));
+  }
+  for (const std::wstring& text : {std::wstring(L"a\xd800"), std::wstring(L"\xdc80z"), std::wstring(L"\xdc5c")}) {
+    EXPECT_FALSE(text::is_unicode(text));
+  }
+}
+
 TEST(utf16_length, counts_units_and_not_characters) {
   EXPECT_EQ(text::utf16_length(L""), 0);
   EXPECT_EQ(text::utf16_length(L"a\u20ac"), 2);

@@ -52,4 +52,46 @@ TEST(paths, join_keeps_the_style_of_its_base) {
   EXPECT_EQ(paths::join(L"", L"a.jpg"), L"a.jpg");
 }
 
+TEST(paths, a_part_with_a_root_of_its_own_is_absolute_beside_its_base) {
+  EXPECT_TRUE(paths::is_absolute_beside(LR"(C:\Photos)", LR"(D:\a)"));
+  EXPECT_TRUE(paths::is_absolute_beside(LR"(C:\Photos)", L"C:/a"));
+  EXPECT_TRUE(paths::is_absolute_beside(LR"(C:\Photos)", LR"(\\server\share\a)"));
+  EXPECT_TRUE(paths::is_absolute_beside(L"/home/u", L"/mnt/a"));
+  EXPECT_TRUE(paths::is_absolute_beside(L"/home/u", L"/"));
+  EXPECT_FALSE(paths::is_absolute_beside(LR"(C:\Photos)", LR"(\a)"));
+  EXPECT_FALSE(paths::is_absolute_beside(LR"(C:\Photos)", L"D:a"));
+  EXPECT_FALSE(paths::is_absolute_beside(LR"(C:\Photos)", LR"(2026\a)"));
+  EXPECT_FALSE(paths::is_absolute_beside(L"/home/u", L"2026/a"));
+  EXPECT_FALSE(paths::is_absolute_beside(L"/home/u", L""));
+}
+
+TEST(paths, resolve_lets_a_root_replace_that_of_the_base) {
+  EXPECT_EQ(paths::resolve(LR"(C:\Photos)", L"2026/Paris"), LR"(C:\Photos\2026\Paris)");
+  EXPECT_EQ(paths::resolve(L"/home/u", LR"(2026\Paris)"), L"/home/u/2026/Paris");
+  EXPECT_EQ(paths::resolve(LR"(C:\Photos)", LR"(D:\a)"), LR"(D:\a)");
+  EXPECT_EQ(paths::resolve(LR"(C:\Photos)", L"D:a"), L"D:a");
+  EXPECT_EQ(paths::resolve(LR"(C:\Photos)", L"c:a"), LR"(C:\Photos\a)");
+  EXPECT_EQ(paths::resolve(LR"(C:\Photos)", LR"(\a)"), LR"(C:\a)");
+  EXPECT_EQ(paths::resolve(LR"(C:\Photos)", LR"(\\server\share\a)"), LR"(\\server\share\a)");
+  EXPECT_EQ(paths::resolve(L"/home/u", L"/mnt/a"), L"/mnt/a");
+}
+
+TEST(paths, relative_is_the_way_from_one_place_to_another) {
+  EXPECT_EQ(paths::relative(LR"(C:\Photos\2026\a.jpg)", LR"(C:\Photos)"), LR"(2026\a.jpg)");
+  EXPECT_EQ(paths::relative(L"/home/u/2026/a.jpg", L"/home/u/"), LR"(2026\a.jpg)");
+  EXPECT_EQ(paths::relative(LR"(C:\Other\a.jpg)", LR"(C:\Photos\In)"), LR"(..\..\Other\a.jpg)");
+  EXPECT_EQ(paths::relative(LR"(C:\Photos\.\x\..\a)", LR"(C:\Photos)"), L"a");
+  EXPECT_EQ(paths::relative(LR"(C:\Photos\..\..\a)", LR"(C:\)"), L"a");
+  EXPECT_EQ(paths::relative(LR"(c:\photos\A)", LR"(C:\Photos)"), L"A");
+  EXPECT_EQ(paths::relative(L"/Home/a", L"/home"), LR"(..\Home\a)");
+  EXPECT_EQ(paths::relative(LR"(C:\Photos\)", LR"(C:\Photos)"), L".");
+  EXPECT_EQ(paths::relative(L"..\\a", L"b"), LR"(..\..\a)");
+}
+
+TEST(paths, relative_is_nothing_between_different_roots) {
+  EXPECT_EQ(paths::relative(LR"(D:\a)", LR"(C:\a)"), L"");
+  EXPECT_EQ(paths::relative(LR"(\\server\a)", LR"(C:\a)"), L"");
+  EXPECT_EQ(paths::relative(L"a", L"/a"), L"");
+}
+
 }  // namespace

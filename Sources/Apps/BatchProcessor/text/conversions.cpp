@@ -179,6 +179,14 @@ std::wstring wide_from_utf16le(std::string_view bytes) {
   return wide;
 }
 
+bool is_unicode(std::wstring_view wide) {
+  while (!wide.empty()) {
+    const auto first = static_cast<char32_t>(wide.front());
+    if (take_wide(wide) == replacement && first != replacement) return false;
+  }
+  return true;
+}
+
 std::size_t utf16_length(std::wstring_view wide) {
   const auto needs_two = [](char32_t c) { return c > 0xffff; };
   return wide.size() + static_cast<std::size_t>(std::count_if(wide.begin(), wide.end(), needs_two));

@@ -1,6 +1,9 @@
 #include "text/paths.h"
 
 #include <algorithm>
+#include <vector>
+
+#include "text/letter_case.h"
 
 namespace paths {
 
@@ -42,6 +45,27 @@ std::size_t extension_start(std::wstring_view name) {
   return dot == std::wstring_view::npos || dot == 0 || is_parent_folder ? name.size() : dot;
 }
 
+using names_view = std::vector<std::wstring_view>;
+
+// The names behind the root, without "." and without those that a ".." takes back.
+names_view names_of(std::wstring_view path) {
+  const bool is_rooted = root_length(path) > 0;
+  names_view names;
+  for (std::size_t at = root_length(path); at < path.size(); at = skip_separators(path, at)) {
+    const std::size_t end = skip_name(path, at);
+    const std::wstring_view name = path.substr(at, end - at);
+    at = end;
+    if (name == L".") continue;
+    const bool leads_up = name == L"..";
+    if (leads_up && !names.empty() && names.back() != L"..") {
+      names.pop_back();
+    } else if (!leads_up || !is_rooted) {  // there is nothing above a root
+      names.push_back(name);
+    }
+  }
+  return names;
+}
+
 }  // namespace
 
 std::wstring_view file_name(std::wstring_view path) { return path.substr(file_name_start(path)); }
@@ -66,6 +90,8 @@ std::wstring_view stem(std::wstring_view path) {
 
 std::wstring_view root(std::wstring_view path) { return path.substr(0, root_length(path)); }
 
+std::wstring_view root_name(std::wstring_view path) { return path.substr(0, root_name_length(path)); }
+
 wchar_t separator_of(std::wstring_view base) {
   const auto last = std::find_if(base.rbegin(), base.rend(), is_separator);
   return last == base.rend() ? L'\\' : *last;
@@ -76,6 +102,41 @@ std::wstring join(std::wstring_view base, std::wstring_view part) {
   if (!base.empty() && !is_separator(base.back())) joined += separator_of(base);
   joined += part;
   return joined;
+}
+
+bool is_absolute_beside(std::wstring_view base, std::wstring_view part) {
+  const std::wstring_view name = root_name(part);
+  if (name.empty()) return root_name(base).empty() && !root(part).empty();
+  return name.back() != L':' || root(part).size() > name.size();
+}
+
+std::wstring resolve(std::wstring_view base, std::wstring_view part) {
+  std::wstring spelled(part);
+  std::replace_if(spelled.begin(), spelled.end(), is_separator, separator_of(base));
+  const bool has_other_name = !root_name(part).empty() && !text::equal_ignoring_case(root_name(part), root_name(base));
+  if (has_other_name || is_absolute_beside(base, part)) return spelled;
+  const std::size_t name_length = root_name(part).size();
+  if (root(part).size() > name_length) return std::wstring(root_name(base)) + spelled;
+  return join(base, std::wstring_view(spelled).substr(name_length));
+}
+
+std::wstring relative(std::wstring_view path, std::wstring_view base) {
+  const std::wstring_view path_root = root_name(path);
+  if (!text::equal_ignoring_case(path_root, root_name(base)) || root(path).empty() != root(base).empty()) return {};
+  const names_view from = names_of(base);
+  const names_view to = names_of(path);
+  const auto same = [case_counts = path_root.empty()](std::wstring_view a, std::wstring_view b) {
+    return case_counts ? a == b : text::equal_ignoring_case(a, b);
+  };
+  const auto [base_rest, path_rest] = std::mismatch(from.begin(), from.end(), to.begin(), to.end(), same);
+  std::wstring way;
+  const auto add = [&way](std::wstring_view name) {
+    if (!way.empty()) way += L'\\';
+    way += name;
+  };
+  std::for_each(base_rest, from.end(), [&add](std::wstring_view) { add(L".."); });
+  std::for_each(path_rest, to.end(), add);
+  return way.empty() ? L"." : way;
 }
 
 }  // namespace paths

@@ -22,10 +22,26 @@ namespace paths {
 /// "C:\", "C:", "\\server\share\", "\" or "/", or nothing for a relative path.
 [[nodiscard]] std::wstring_view root(std::wstring_view path);
 
+/// The drive or the share of the root, without the separators behind it; nothing for "/a" and a relative path.
+[[nodiscard]] std::wstring_view root_name(std::wstring_view path);
+
 /// The separator that a join to this base uses: the last one in it, "\" where it has none.
 [[nodiscard]] wchar_t separator_of(std::wstring_view base);
 
 /// The base, one separator unless it ends in one, and the part. An empty base gives the part.
 [[nodiscard]] std::wstring join(std::wstring_view base, std::wstring_view part);
+
+/// True for a part that names a place of its own when it is joined to the base: it has a drive with a separator behind
+/// it or a share, or it starts at the one root of a machine without drives, on which the base stands too.
+[[nodiscard]] bool is_absolute_beside(std::wstring_view base, std::wstring_view part);
+
+/// As join, except that a part with a root stands for itself: "D:\a" for itself, "\a" on the base's drive. Its
+/// separators become those of the base.
+[[nodiscard]] std::wstring resolve(std::wstring_view base, std::wstring_view part);
+
+/// The way from `base` to `path`, both taken as they are spelled, without "." and ".." in them: "a\b", "..\c", or "."
+/// for the same place. Nothing when the two stand under different roots, or when only one of them has one. Names under
+/// a drive or a share compare without regard to case. Backslashes separate, on every machine.
+[[nodiscard]] std::wstring relative(std::wstring_view path, std::wstring_view base);
 
 }  // namespace paths
