@@ -239,13 +239,6 @@ void check_folder(const end_state& end, const fault_round& round) {
   }
 }
 
-// The log goes to the machine below: its lines must arrive whatever fails.
-void open_log(simulated_machine& machine) {
-  platform::machine* faulty = platform::install(&machine.machine);
-  logging::logger()->make_log_directory_and_open(L"", L"Processor", L"Quill Box");
-  platform::install(faulty);
-}
-
 using sweep_case = std::tuple<subject, action>;
 
 class action_fault_sweep : public testing::TestWithParam<sweep_case> {};
@@ -259,7 +252,7 @@ TEST_P(action_fault_sweep, every_failing_call_is_told_or_another_route_stores_th
       hresult::storage_sharing_violation, hresult::access_denied,         support::short_write{}};
   std::string raised;
   const support::fault_scenario scenario = {what.prepare, [&](simulated_machine& machine) {
-                                              open_log(machine);
+                                              support::open_log_below(machine);
                                               raised = raised_by([&] { how.run(what.path); });
                                             }};
   support::for_each_fault(codes, scenario, [&](const fault_round& round) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "logging/log.h"
+
 namespace support {
 
 namespace {
@@ -41,6 +43,12 @@ void for_each_fault(std::span<const fault_code> codes, const fault_scenario& sce
       }
     }
   }
+}
+
+void open_log_below(simulated_machine& machine) {
+  platform::machine* faulty = platform::install(&machine.machine);
+  logging::logger()->make_log_directory_and_open(L"", L"Processor", L"Quill Box");
+  platform::install(faulty);
 }
 
 }  // namespace support

@@ -30,4 +30,7 @@ struct fault_round {
 void for_each_fault(std::span<const fault_code> codes, const fault_scenario& scenario,
                     const std::function<void(const fault_round&)>& check, std::size_t most_rounds = 10'000);
 
+/// Opens the log on the machine that never fails: its lines arrive whatever else does.
+void open_log_below(simulated_machine& machine);
+
 }  // namespace support
