@@ -245,6 +245,11 @@ void file_metadata_store::commit() {
   mirror_folder_metadata(path_, tags, get_rating(has_rating));
 }
 
+platform::hresult_result<property_value> file_metadata_store::get_value(const property_key& key) const {
+  if (!property_store_) return hresult::fail;
+  return property_store_->get(key);
+}
+
 hresult file_metadata_store::set_value_with_retry(const property_key& key, const property_value& value) {
   hresult set = hresult::fail;
   for (int attempt = 0; property_store_ && attempt < set_attempts; ++attempt) {

@@ -67,6 +67,8 @@ class file_metadata_store {
   /// its sidecar. Needs the path only, not an open store; none without one.
   [[nodiscard]] std::vector<people_region> get_people_regions() const;
 
+  /// Any property of the open store; fail without one.
+  [[nodiscard]] platform::hresult_result<platform::property_value> get_value(const platform::property_key& key) const;
   /// Three attempts, unless the store says that it never will; the last one's result.
   platform::hresult set_value_with_retry(const platform::property_key& key, const platform::property_value& value);
 
