@@ -121,10 +121,18 @@ TEST_F(journal_file, one_that_can_not_be_hidden_stays_visible_without_a_failure)
   EXPECT_FALSE(machine.entry(path).has(attribute::hidden));
 }
 
-TEST_F(journal_file, write_errors_are_not_told) {
+TEST_F(journal_file, one_that_is_not_written_whole_is_a_failure) {
   machine.make_directory(LR"(C:\Photos)");
-  machine.calls.refuse("write", path, win32_error::disk_full);
-  EXPECT_EQ(failure_of([] { write_journal(sample, path); }), "none");
+  for (const char* operation : {"write", "close"}) {
+    machine.calls.refuse(operation, path, win32_error::disk_full, 1);
+    EXPECT_EQ(failure_of([] { write_journal(sample, path); }), "Failed to write undo journal") << operation;
+  }
+}
+
+TEST_F(journal_file, one_that_the_disk_has_no_room_for_is_a_failure) {
+  machine.make_directory(LR"(C:\Photos)");
+  machine.disk.drive(L"C:").free_bytes = 10;
+  EXPECT_EQ(failure_of([] { write_journal(sample, path); }), "Failed to write undo journal");
 }
 
 TEST_F(journal_file, each_way_not_to_be_read_has_its_message) {

@@ -1,6 +1,8 @@
 #include "batch_driver/dispatch.h"
 
 #include "metadata/rating_and_tag_actions.h"
+#include "organize/organize_folder.h"
+#include "organize/undo_organize.h"
 
 namespace quill_box::batch_processor {
 
@@ -26,6 +28,12 @@ dispatched dispatch_action(processing_context& context, const std::wstring& item
       return dispatched_from(metadata::toggle_tags_action(item, parameters, kind));
     case actions::update_tags:
       return dispatched_from(metadata::update_tags_action(item, parameters, kind));
+    case actions::organize_folder:
+      organize::organize_folder(context, item, parameters);
+      return dispatched::taken_up;
+    case actions::organize_undo:
+      organize::undo_organize(context, item);
+      return dispatched::taken_up;
     default:
       return dispatched::to_nobody;
   }

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "organize/undo_journal.h"
+#include "platform/machine.h"
 #include "text/letter_case.h"
+#include "text/paths.h"
 
 namespace quill_box::organize {
 
@@ -46,6 +49,33 @@ bool is_excluded(std::wstring_view file_name, std::span<const std::wstring> patt
     if (pattern.starts_with(L"*.")) return ends_with_ignoring_case(file_name, pattern.substr(1));
     return text::equal_ignoring_case(file_name, pattern);
   });
+}
+
+bool is_photo_file(std::wstring_view path) {
+  static const extension_map photo_extensions = [] {
+    const auto& categories = high_level_settings::default_organize_categories();
+    return build_extension_map(std::span(categories).first(1));
+  }();
+  return photo_extensions.contains(map_key(paths::extension(path)));
+}
+
+std::vector<std::wstring> select_files(const std::wstring& folder, std::span<const std::wstring> excluded,
+                                       const std::function<bool(std::wstring_view name)>& is_wanted) {
+  namespace attribute = platform::attribute;
+  platform::file_system& files = platform::current().files;
+  std::vector<std::wstring> selected;
+  const auto visit = [&](const platform::directory_entry& entry) {
+    const std::wstring& name = entry.name;
+    if (entry.kind != platform::entry_kind::regular_file || !is_wanted(name)) return;
+    if (is_always_skipped(name) || is_excluded(name, excluded)) return;
+    std::wstring path = paths::join(folder, name);
+    const auto attributes = files.attributes(path);
+    if (attributes && (*attributes & (attribute::hidden | attribute::system)) != 0) return;
+    selected.push_back(std::move(path));
+  };
+  // What was found before a failure is organized all the same.
+  static_cast<void>(files.enumerate(folder, visit));
+  return selected;
 }
 
 extension_map build_extension_map(std::span<const organize_category> categories) {

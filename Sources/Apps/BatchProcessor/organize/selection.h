@@ -1,6 +1,7 @@
 // Which files of a folder an organize run touches, and where they go by their type.
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,6 +20,15 @@ using high_level_settings::organize_category;
 /// A pattern "*.ext" of two or more characters matches the end of a name, any other the whole name; a star elsewhere
 /// means nothing. Without regard to case.
 [[nodiscard]] bool is_excluded(std::wstring_view file_name, std::span<const std::wstring> patterns);
+
+/// Images by the default categories, whatever the settings say.
+[[nodiscard]] bool is_photo_file(std::wstring_view path);
+
+/// The full paths of the regular files directly in the folder, in the order in which the file system delivers them,
+/// without those of the two rules above and those that are hidden or of the system. An entry that can't be examined is
+/// left out, and a folder that fails to be read counts as read to its end.
+[[nodiscard]] std::vector<std::wstring> select_files(const std::wstring& folder, std::span<const std::wstring> excluded,
+                                                     const std::function<bool(std::wstring_view name)>& is_wanted);
 
 /// The folder's name by an extension in lower case, without its dot.
 using extension_map = std::unordered_map<std::wstring, std::wstring>;

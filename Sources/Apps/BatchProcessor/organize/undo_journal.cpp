@@ -139,10 +139,11 @@ void write_journal(const undo_journal& journal, const std::wstring& path) {
   auto file = platform::current().files.open(
       path, {platform::access::write, share::read | share::write, platform::disposition::create_always});
   if (!file) throw std::runtime_error("Failed to write undo journal");
-  // What a full disk cuts off is seen by the next undo, which takes no journal that is not whole.
-  static_cast<void>((*file)->write(std::as_bytes(std::span(text))));
-  static_cast<void>((*file)->close());
+  const auto written = (*file)->write(std::as_bytes(std::span(text)));
+  const bool is_whole = succeeded((*file)->close()) && written && *written == text.size();
   set_hidden(path, true);
+  // Said rather than found out at the next undo, which takes no journal that is cut off.
+  if (!is_whole) throw std::runtime_error("Failed to write undo journal");
 }
 
 undo_journal read_journal(const std::wstring& path) {

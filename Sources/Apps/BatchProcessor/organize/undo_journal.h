@@ -44,7 +44,8 @@ struct undo_journal {
 /// its two strings is left out; the version isn't looked at.
 [[nodiscard]] std::optional<undo_journal> parse_journal(std::string_view text);
 
-/// Replaces the file and hides it. Raises a std::runtime_error "Failed to write undo journal" where it can't be opened.
+/// Replaces the file and hides it. Raises a std::runtime_error "Failed to write undo journal" where it can't be opened
+/// or written whole.
 void write_journal(const undo_journal& journal, const std::wstring& path);
 
 /// Raises a std::runtime_error "Failed to open undo journal" or "Undo journal is not valid JSON".

@@ -1,0 +1,51 @@
+#include "organize/moving.h"
+
+#include "platform/machine.h"
+#include "text/conversions.h"
+#include "text/format.h"
+#include "text/paths.h"
+
+namespace quill_box::organize {
+
+namespace {
+
+constexpr int highest_number = 1000;
+
+}  // namespace
+
+bool is_there(const std::wstring& path) { return platform::current().files.kind(path).has_value(); }
+
+std::wstring numbered_path(std::wstring_view folder, std::wstring_view name, int number) {
+  return paths::join(folder, text::format(L"{} ({}){}", paths::stem(name), number, paths::extension(name)));
+}
+
+std::optional<std::wstring> find_free_path(std::wstring_view folder, std::wstring_view name, int first) {
+  std::wstring path = paths::join(folder, name);
+  for (int number = first; is_there(path); ++number) {
+    if (number > highest_number) return std::nullopt;
+    path = numbered_path(folder, name, number);
+  }
+  return path;
+}
+
+platform::win32_error move_recordably(const std::wstring& from, const std::wstring& to) {
+  if (!text::is_unicode(from) || !text::is_unicode(to)) return platform::win32_error::invalid_name;
+  return platform::current().files.move_file(from, to);
+}
+
+void record_move(undo_journal& journal, const std::wstring& from, const std::wstring& to) {
+  platform::current().shell.notify_of_rename(from, to);
+  const std::wstring relative = paths::relative(to, journal.folder);
+  journal.moves.push_back({std::wstring(paths::file_name(from)), relative.empty() ? to : relative});
+}
+
+void tell_shell(const std::set<std::wstring>& touched_folders, const std::wstring& folder) {
+  using platform::shell_event;
+  using platform::shell_flush;
+  platform::shell& shell = platform::current().shell;
+  for (const std::wstring& touched : touched_folders)
+    shell.notify(shell_event::update_directory, shell_flush::path, touched);
+  shell.notify(shell_event::update_directory, shell_flush::path_and_wait, folder);
+}
+
+}  // namespace quill_box::organize
