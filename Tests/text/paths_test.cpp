@@ -74,6 +74,8 @@ TEST(paths, resolve_lets_a_root_replace_that_of_the_base) {
   EXPECT_EQ(paths::resolve(LR"(C:\Photos)", LR"(\a)"), LR"(C:\a)");
   EXPECT_EQ(paths::resolve(LR"(C:\Photos)", LR"(\\server\share\a)"), LR"(\\server\share\a)");
   EXPECT_EQ(paths::resolve(L"/home/u", L"/mnt/a"), L"/mnt/a");
+  EXPECT_EQ(paths::resolve(L"/home/u", L"a:b.jpg"), L"/home/u/a:b.jpg");
+  EXPECT_EQ(paths::resolve(L"/home/u", LR"(D:\a)"), L"D:/a");
 }
 
 TEST(paths, relative_is_the_way_from_one_place_to_another) {

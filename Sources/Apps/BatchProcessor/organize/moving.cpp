@@ -16,7 +16,9 @@ constexpr int highest_number = 1000;
 bool is_there(const std::wstring& path) { return platform::current().files.kind(path).has_value(); }
 
 std::wstring numbered_path(std::wstring_view folder, std::wstring_view name, int number) {
-  return paths::join(folder, text::format(L"{} ({}){}", paths::stem(name), number, paths::extension(name)));
+  // Of the whole path: a name may begin like a drive, "a:b.jpg".
+  const std::wstring path = paths::join(folder, name);
+  return paths::join(folder, text::format(L"{} ({}){}", paths::stem(path), number, paths::extension(path)));
 }
 
 std::optional<std::wstring> find_free_path(std::wstring_view folder, std::wstring_view name, int first) {

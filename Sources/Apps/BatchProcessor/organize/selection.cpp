@@ -60,15 +60,14 @@ bool is_photo_file(std::wstring_view path) {
 }
 
 std::vector<std::wstring> select_files(const std::wstring& folder, std::span<const std::wstring> excluded,
-                                       const std::function<bool(std::wstring_view name)>& is_wanted) {
+                                       const std::function<bool(std::wstring_view path)>& is_wanted) {
   namespace attribute = platform::attribute;
   platform::file_system& files = platform::current().files;
   std::vector<std::wstring> selected;
   const auto visit = [&](const platform::directory_entry& entry) {
-    const std::wstring& name = entry.name;
-    if (entry.kind != platform::entry_kind::regular_file || !is_wanted(name)) return;
-    if (is_always_skipped(name) || is_excluded(name, excluded)) return;
-    std::wstring path = paths::join(folder, name);
+    if (entry.kind != platform::entry_kind::regular_file) return;
+    std::wstring path = paths::join(folder, entry.name);
+    if (!is_wanted(path) || is_always_skipped(entry.name) || is_excluded(entry.name, excluded)) return;
     const auto attributes = files.attributes(path);
     if (attributes && (*attributes & (attribute::hidden | attribute::system)) != 0) return;
     selected.push_back(std::move(path));

@@ -28,7 +28,7 @@ using high_level_settings::organize_category;
 /// without those of the two rules above and those that are hidden or of the system. An entry that can't be examined is
 /// left out, and a folder that fails to be read counts as read to its end.
 [[nodiscard]] std::vector<std::wstring> select_files(const std::wstring& folder, std::span<const std::wstring> excluded,
-                                                     const std::function<bool(std::wstring_view name)>& is_wanted);
+                                                     const std::function<bool(std::wstring_view path)>& is_wanted);
 
 /// The folder's name by an extension in lower case, without its dot.
 using extension_map = std::unordered_map<std::wstring, std::wstring>;

@@ -42,7 +42,7 @@ bool stays_inside(const std::wstring& folder, std::wstring_view part) {
 std::wstring free_back_path(const std::wstring& folder, const std::wstring& from) {
   std::wstring back = paths::resolve(folder, from);
   for (int number = first_number; number <= last_number && is_there(back); ++number)
-    back = numbered_path(folder, paths::file_name(from), number);
+    back = numbered_path(folder, from, number);
   return back;
 }
 

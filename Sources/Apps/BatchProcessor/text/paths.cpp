@@ -45,6 +45,9 @@ std::size_t extension_start(std::wstring_view name) {
   return dot == std::wstring_view::npos || dot == 0 || is_parent_folder ? name.size() : dot;
 }
 
+// On a machine without drives "a:b" is a name like any other.
+bool stands_on_one_root(std::wstring_view path) { return root_name_length(path) == 0 && root_length(path) > 0; }
+
 using names_view = std::vector<std::wstring_view>;
 
 // The names behind the root, without "." and without those that a ".." takes back.
@@ -106,18 +109,19 @@ std::wstring join(std::wstring_view base, std::wstring_view part) {
 
 bool is_absolute_beside(std::wstring_view base, std::wstring_view part) {
   const std::wstring_view name = root_name(part);
-  if (name.empty()) return root_name(base).empty() && !root(part).empty();
+  if (name.empty()) return stands_on_one_root(base) && !root(part).empty();
   return name.back() != L':' || root(part).size() > name.size();
 }
 
 std::wstring resolve(std::wstring_view base, std::wstring_view part) {
   std::wstring spelled(part);
   std::replace_if(spelled.begin(), spelled.end(), is_separator, separator_of(base));
-  const bool has_other_name = !root_name(part).empty() && !text::equal_ignoring_case(root_name(part), root_name(base));
-  if (has_other_name || is_absolute_beside(base, part)) return spelled;
-  const std::size_t name_length = root_name(part).size();
-  if (root(part).size() > name_length) return std::wstring(root_name(base)) + spelled;
-  return join(base, std::wstring_view(spelled).substr(name_length));
+  if (is_absolute_beside(base, part)) return spelled;
+  if (stands_on_one_root(base)) return join(base, spelled);
+  const std::wstring_view name = root_name(part);
+  if (!name.empty() && !text::equal_ignoring_case(name, root_name(base))) return spelled;
+  if (root(part).size() > name.size()) return std::wstring(root_name(base)) + spelled;
+  return join(base, std::wstring_view(spelled).substr(name.size()));
 }
 
 std::wstring relative(std::wstring_view path, std::wstring_view base) {
