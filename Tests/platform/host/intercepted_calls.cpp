@@ -14,7 +14,7 @@ namespace host_test {
 
 namespace {
 
-std::array<std::function<int()>, 4> hooks;
+std::array<std::function<int()>, 8> hooks;
 
 std::function<int()>& hook_of(system_call call) { return hooks.at(static_cast<std::size_t>(call)); }
 
@@ -49,6 +49,25 @@ int fsync(int file) { return static_cast<int>(host_test::make_call(host_test::sy
 int fsetxattr(int file, const char* name, const void* value, size_t size, int flags) noexcept {
   return static_cast<int>(
       host_test::make_call(host_test::system_call::fsetxattr, SYS_fsetxattr, file, name, value, size, flags));
+}
+
+int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) noexcept {
+  return static_cast<int>(
+      host_test::make_call(host_test::system_call::renameat2, SYS_renameat2, from_folder, from, to_folder, to, flags));
+}
+
+int linkat(int from_folder, const char* from, int to_folder, const char* to, int flags) noexcept {
+  return static_cast<int>(
+      host_test::make_call(host_test::system_call::linkat, SYS_linkat, from_folder, from, to_folder, to, flags));
+}
+
+int unlink(const char* path) noexcept {
+  return static_cast<int>(host_test::make_call(host_test::system_call::unlink, SYS_unlink, path));
+}
+
+ssize_t copy_file_range(int from, off64_t* from_offset, int to, off64_t* to_offset, size_t size, unsigned flags) {
+  return host_test::make_call(host_test::system_call::copy_file_range, SYS_copy_file_range, from, from_offset, to,
+                              to_offset, size, flags);
 }
 
 ssize_t send(int socket, const void* bytes, size_t size, int flags) {

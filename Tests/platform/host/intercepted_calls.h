@@ -6,7 +6,16 @@
 
 namespace host_test {
 
-enum class system_call : std::uint8_t { fchmod, fsync, fsetxattr, send };
+enum class system_call : std::uint8_t {
+  fchmod,
+  fsync,
+  fsetxattr,
+  send,
+  renameat2,
+  linkat,
+  unlink,
+  copy_file_range,
+};
 
 /// While this lives, `before` runs ahead of every such call of this process (and of those that it forks meanwhile). An
 /// errno that it returns is what the call fails with; 0 lets it through. One at a time for each call.

@@ -90,4 +90,17 @@ TEST(path_bytes, finds_the_parent_and_the_last_name) {
   EXPECT_EQ(last_name_of("/"), "");
 }
 
+TEST(path_bytes, a_backslash_in_a_name_comes_back_as_a_backslash) {
+  const std::wstring name = platform::host::wide_name_from_bytes("a\\b\xff");
+  EXPECT_EQ(name, (std::wstring{L'a', wchar_t{0xdc5c}, L'b', wchar_t{0xdcff}}));
+  EXPECT_EQ(path_bytes(name).view(), "a\\b\xff");
+}
+
+TEST(path_bytes, no_other_plain_character_can_come_in_disguise) {
+  for (wchar_t c = 0xdc00; c < 0xdc80; ++c) {
+    if (c == 0xdc5c) continue;
+    EXPECT_EQ(path_bytes(std::wstring{L'a', c}).error(), win32_error::invalid_name);
+  }
+}
+
 }  // namespace

@@ -1,19 +1,50 @@
 #include "platform/host/file_move.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <string>
 
 #include "platform/host/errno_codes.h"
+#include "platform/host/opening.h"
+#include "platform/host/rename_to_free_name.h"
+#include "platform/host/staged_file.h"
+#include "platform/host/system_calls.h"
+#include "platform/host/unique_descriptor.h"
+#include "platform/host/volume_move.h"
 
 namespace platform::host {
+
+namespace {
+
+bool is_out_of_resources(int error) { return error == EMFILE || error == ENFILE || error == ENOMEM; }
+
+// A name that is missing: the old one, or the new one's folder.
+win32_error missing_name(const path_bytes& from) {
+  struct stat status;
+  return ::lstat(from.c_str(), &status) == 0 ? win32_error::path_not_found : error_from_errno(ENOENT, from.c_str());
+}
+
+}  // namespace
 
 win32_error move_to_free_name(const path_bytes& from, const path_bytes& to) {
   if (!succeeded(from.error())) return from.error();
   if (!succeeded(to.error())) return to.error();
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return win32_error::success;
-  return errno == EEXIST ? win32_error::already_exists : error_from_errno(errno, from.c_str());
+  constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const unique_descriptor source(retried([&] { return ::open(from.c_str(), flags); }));
+  if (!source && is_out_of_resources(errno)) return error_from_errno(errno);
+  // Links and what may not be read have no lock and no rewrite that was cut short; what is missing is met below.
+  if (source) {
+    if (const win32_error locked = lock_alone(source.get()); !succeeded(locked)) return locked;
+    const win32_error finished = finish_interrupted_rewrite(source.get(), std::string(from.view()));
+    if (!succeeded(finished)) return finished;
+  }
+  const int failure = rename_to_free_name(from.c_str(), to.c_str());
+  // A file's own name is free for it.
+  if (failure == EEXIST) return from.view() == to.view() ? win32_error::success : win32_error::already_exists;
+  if (failure == EXDEV) return move_to_other_volume(source.get(), std::string(from.view()), std::string(to.view()));
+  return failure == ENOENT ? missing_name(from) : error_from_errno(failure);
 }
 
 }  // namespace platform::host

@@ -31,4 +31,10 @@ bool still_names(const std::string& path, int descriptor, last_link link) {
   return ::fstat(descriptor, &status) == 0 && still_names(path.c_str(), status, link);
 }
 
+bool is_as_it_was(const std::string& path, const struct stat& before) {
+  struct stat now {};
+  return ::lstat(path.c_str(), &now) == 0 && stamp_from(now) == stamp_from(before) &&
+         now.st_ctim.tv_sec == before.st_ctim.tv_sec && now.st_ctim.tv_nsec == before.st_ctim.tv_nsec;
+}
+
 }  // namespace platform::host

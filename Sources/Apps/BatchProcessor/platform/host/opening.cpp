@@ -69,12 +69,6 @@ win32_result<opened_file> open_or_create(const path_bytes& path, const open_requ
   return error_from_errno(errno, path.c_str());
 }
 
-win32_error lock(int file) {
-  if (retried([file] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0) return win32_error::success;
-  // A file system without locks, or one that locks only what is open for writing, can't keep anyone apart.
-  return errno == EWOULDBLOCK ? win32_error::sharing_violation : win32_error::success;
-}
-
 // What is read must not be the half of a rewrite that was cut short; nor must a change start from it.
 win32_error finish_before_use(int file, const path_bytes& path, access wanted) {
   if (!writes(wanted) && !has(wanted, access::read)) return win32_error::success;
@@ -93,7 +87,7 @@ win32_result<opened_file> open_once(const path_bytes& path, const open_request& 
   // The superuser's open succeeds all the same.
   if (writes(request.access) && !opened->is_new && is_read_only(status.st_mode)) return win32_error::access_denied;
   if (wants_lock(request)) {
-    if (const win32_error locked = lock(opened->descriptor.get()); !succeeded(locked)) return locked;
+    if (const win32_error locked = lock_alone(opened->descriptor.get()); !succeeded(locked)) return locked;
     // Another file may have taken the name between the opening and the lock.
     moved_on = !still_names(path.c_str(), status, last_link::its_target);
   }
@@ -105,6 +99,12 @@ win32_result<opened_file> open_once(const path_bytes& path, const open_request& 
 }
 
 }  // namespace
+
+win32_error lock_alone(int file) {
+  if (retried([file] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0) return win32_error::success;
+  // A file system without locks, or one that locks only what is open for writing, can't keep anyone apart.
+  return errno == EWOULDBLOCK ? win32_error::sharing_violation : win32_error::success;
+}
 
 win32_error give_attributes(int file, std::uint32_t attributes) {
   if (const auto value = updated_dos_attributes({}, attributes)) {

@@ -20,6 +20,10 @@ namespace platform::host {
 /// and lets others read only: sharing_violation for the second one. Who reads and shares asks nobody.
 [[nodiscard]] win32_result<unique_descriptor> open_regular(const path_bytes& path, const open_request& request);
 
+/// Locks an open file as open_regular does for who shares nothing, as long as the descriptor lives: sharing_violation
+/// while another one has it.
+win32_error lock_alone(int file);
+
 /// Gives a file that was just made its hidden, system, archive and read-only attributes, as far as its file system has
 /// them.
 win32_error give_attributes(int file, std::uint32_t attributes);

@@ -31,15 +31,6 @@ namespace {
 constexpr auto longest_wait = std::chrono::seconds(2);
 constexpr auto wait_step = std::chrono::milliseconds(10);
 
-int sync_folder(int folder) {
-  // Some network file systems can't sync a folder; they write it at once.
-  return ::fsync(folder) == 0 || errno == EINVAL ? 0 : errno;
-}
-
-unique_descriptor open_folder_of(const std::string& path) {
-  return unique_descriptor(::open(parent_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-}
-
 // Room for the growth, without a change of what the file shows.
 int take_room(int file, const journal_sizes& sizes) {
   if (sizes.new_size <= sizes.old_size) return 0;

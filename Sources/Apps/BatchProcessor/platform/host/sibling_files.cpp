@@ -12,6 +12,7 @@
 
 #include "platform/host/errno_codes.h"
 #include "platform/host/file_stamp.h"
+#include "platform/host/path_bytes.h"
 #include "text/format.h"
 
 namespace platform::host {
@@ -78,6 +79,15 @@ win32_error remove_stale_staging(const std::string& path) {
   }
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) return error_from_errno(errno);
   return win32_error::success;
+}
+
+unique_descriptor open_folder_of(const std::string& path) {
+  return unique_descriptor(::open(parent_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+int sync_folder(int folder) {
+  // Some network file systems can't sync a folder; they write it at once.
+  return ::fsync(folder) == 0 || errno == EINVAL ? 0 : errno;
 }
 
 int link_open_file(int descriptor, const std::string& path) {

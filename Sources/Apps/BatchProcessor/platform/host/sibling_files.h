@@ -33,4 +33,10 @@ win32_error remove_stale_staging(const std::string& path);
 /// Gives the name `path` to the open file, which may be one without a name. 0, or an errno, EEXIST among them.
 [[nodiscard]] int link_open_file(int descriptor, const std::string& path);
 
+/// The folder that holds `path`; none, and errno, where it can't be opened.
+[[nodiscard]] unique_descriptor open_folder_of(const std::string& path);
+
+/// Brings the names in an open folder to the disk. 0 or an errno.
+[[nodiscard]] int sync_folder(int folder);
+
 }  // namespace platform::host

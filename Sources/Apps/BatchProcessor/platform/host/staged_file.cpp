@@ -14,6 +14,7 @@
 #include "platform/host/errno_codes.h"
 #include "platform/host/mount_order.h"
 #include "platform/host/path_bytes.h"
+#include "platform/host/rename_to_free_name.h"
 #include "platform/host/rewrite_journal.h"
 #include "platform/host/sibling_files.h"
 
@@ -34,13 +35,6 @@ win32_error finish_interrupted(const resolved_path& file) {
     if (!succeeded(finished)) return finished;
   }
   return remove_stale_staging(staging_path(file.path));
-}
-
-// Neither its content nor its attributes were changed since.
-bool is_as_it_was(const std::string& path, const struct stat& before) {
-  struct stat now {};
-  return ::lstat(path.c_str(), &now) == 0 && stamp_from(now) == stamp_from(before) &&
-         now.st_ctim.tv_sec == before.st_ctim.tv_sec && now.st_ctim.tv_nsec == before.st_ctim.tv_nsec;
 }
 
 // The owner can be kept by the superuser, and where it is this user; the group also where this user is a member.
@@ -136,19 +130,8 @@ win32_error staged_file::commit() {
 
 win32_error staged_file::publish_new() {
   // A new name has no old content that the order of data and rename could keep: there is nothing to lose.
-  int failure = 0;
-  if (!named_) {
-    failure = link_open_file(file_.get(), path_);
-  } else if (::link(staging_path_.c_str(), path_.c_str()) == 0) {
-    // The destructor takes the other name away.
-    return win32_error::success;
-  } else if (errno == EPERM || errno == EOPNOTSUPP) {
-    // No hard links here. Another process that makes the same file in this moment is replaced.
-    failure = ::rename(staging_path_.c_str(), path_.c_str()) == 0 ? 0 : errno;
-    named_ = failure != 0;
-  } else {
-    failure = errno;
-  }
+  const int failure = named_ ? rename_to_free_name(staging_path_, path_) : link_open_file(file_.get(), path_);
+  named_ = named_ && failure != 0;
   return error_from_errno(failure);
 }
 
