@@ -3,8 +3,8 @@
 // Only calls that can report a failure are counted, in the order in which they are made: those of files, profile
 // strings, processes and the clock that answer with a Win32 code, and those of the property system, imaging, the shell
 // and processes that answer with an HRESULT. The names are those of simulated_machine.h; what comes out of a call
-// (files, stores, encoders) is wrapped too. A call that is made to fail never reaches the machine below, but for
-// `close`, which closes first.
+// (files, stores, encoders) is wrapped too. Each entry of an enumeration is a call `next_entry`; when it fails, nothing
+// more is visited. A call that is made to fail never reaches the machine below, but for `close`, which closes first.
 #pragma once
 
 #include <cstddef>

@@ -84,6 +84,31 @@ TEST_F(fault_machine, counts_only_calls_that_can_answer_with_such_a_code) {
   EXPECT_EQ(faults.counted(), 0);
 }
 
+TEST_F(fault_machine, fails_moves_removals_and_enumerations_without_doing_them) {
+  below.make_directory(LR"(C:\empty)");
+  faults.arm({win32_error::gen_failure, 1, fault_lasting::from_then_on});
+  EXPECT_EQ(machine.files.move_file(photo, LR"(C:\b.jpg)"), win32_error::gen_failure);
+  EXPECT_EQ(faults.struck(), R"(move_file(C:\a.jpg))");
+  EXPECT_EQ(machine.files.remove_directory(LR"(C:\empty)"), win32_error::gen_failure);
+  EXPECT_EQ(machine.files.enumerate(L"C:", [](const platform::directory_entry&) { FAIL(); }), win32_error::gen_failure);
+  EXPECT_EQ(faults.counted(), 3);
+  EXPECT_TRUE(below.exists(photo));
+  EXPECT_TRUE(below.exists(LR"(C:\empty)"));
+}
+
+TEST_F(fault_machine, breaks_an_enumeration_off_after_what_was_visited) {
+  below.write_file(LR"(C:\folder\b.jpg)", "");
+  below.write_file(LR"(C:\folder\c.jpg)", "");
+  std::vector<std::wstring> visited;
+  const auto visit = [&](platform::directory_entry entry) { visited.push_back(std::move(entry.name)); };
+  faults.arm({win32_error::read_fault, 2, fault_lasting::once, "next_entry"});
+  EXPECT_EQ(machine.files.enumerate(LR"(C:\folder)", visit), win32_error::read_fault);
+  EXPECT_THAT(visited, ElementsAre(L"b.jpg"));
+  visited.clear();
+  EXPECT_EQ(machine.files.enumerate(LR"(C:\folder)", visit), win32_error::success);
+  EXPECT_THAT(visited, ElementsAre(L"b.jpg", L"c.jpg"));
+}
+
 TEST_F(fault_machine, wraps_the_files_that_it_hands_out) {
   const auto file = *machine.files.open(photo, {access::read | access::write, share::none});
   std::array<std::byte, 2> bytes = {};

@@ -3,8 +3,7 @@
 // What a facility is asked stands in `calls`, one line for each call:
 //   files       attributes kind set_attributes facts open read write seek size set_end set_last_write_time close
 //               create_directory copy_file delete_file move_file remove_directory enumerate; "download" when a cloud
-//               placeholder's bytes are fetched; "next_entry" for an entry of an enumeration, only to be refused by
-//               its path
+//               placeholder's bytes are fetched; "next_entry" for an entry of an enumeration, which is not recorded
 //   profiles    read_profile write_profile delete_section
 //   properties  open_handler_store open_property_set_storage create_store get set commit release_store release_storage
 //   images      open_image frame_encoder container_encoder set_metadata commit_metadata release_encoder
