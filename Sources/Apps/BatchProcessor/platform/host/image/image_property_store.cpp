@@ -7,6 +7,7 @@
 #include "platform/host/content_store.h"
 #include "platform/host/image/image_file.h"
 #include "platform/host/image/image_metadata.h"
+#include "platform/host/image/photo_facts.h"
 #include "platform/property_keys.h"
 #include "text/letter_case.h"
 #include "text/paths.h"
@@ -15,8 +16,11 @@ namespace platform::host {
 
 namespace {
 
+using image::gps_angle;
+using image::gps_axis;
 using image::image_change;
 using image::image_file;
+using image::metadata_blocks;
 
 std::optional<std::vector<std::wstring>> keywords_from(const property_value& value) {
   if (std::holds_alternative<std::monostate>(value)) return std::vector<std::wstring>();
@@ -43,19 +47,64 @@ hresult_result<image_change> change_from(const property_values& values) {
   return change;
 }
 
+template <class T>
+property_value value_or_empty(std::optional<T> value) {
+  return value ? property_value(*std::move(value)) : property_value();
+}
+
+property_value date_taken(const metadata_blocks& blocks) {
+  const std::optional<file_time> date = image::read_date_taken(blocks);
+  return date ? property_value(time_value{*date}) : property_value();
+}
+
+template <gps_axis axis>
+property_value decimal_degrees(const metadata_blocks& blocks) {
+  const std::optional<gps_angle> angle = image::read_angle(blocks, axis);
+  return angle ? property_value(angle->decimal()) : property_value();
+}
+
+template <gps_axis axis>
+property_value degrees(const metadata_blocks& blocks) {
+  const std::optional<gps_angle> angle = image::read_angle(blocks, axis);
+  return angle ? property_value(std::vector<double>(angle->parts.begin(), angle->parts.end())) : property_value();
+}
+
+template <gps_axis axis>
+property_value reference(const metadata_blocks& blocks) {
+  const std::optional<gps_angle> angle = image::read_angle(blocks, axis);
+  return angle ? property_value(angle->reference) : property_value();
+}
+
+struct readable_property {
+  const property_key& key;
+  property_value (*read)(const metadata_blocks& blocks);
+};
+
+constexpr readable_property readable_properties[] = {
+    {rating_key, [](const metadata_blocks& blocks) { return value_or_empty(image::read_rating(blocks)); }},
+    {keywords_key, [](const metadata_blocks& blocks) { return value_or_empty(image::read_keywords(blocks)); }},
+    {date_taken_key, date_taken},
+    {latitude_decimal_key, decimal_degrees<gps_axis::latitude>},
+    {longitude_decimal_key, decimal_degrees<gps_axis::longitude>},
+    {latitude_key, degrees<gps_axis::latitude>},
+    {longitude_key, degrees<gps_axis::longitude>},
+    {latitude_ref_key, reference<gps_axis::latitude>},
+    {longitude_ref_key, reference<gps_axis::longitude>},
+};
+
 class image_content final : public property_content {
  public:
   explicit image_content(image_file image)
       : property_content(std::move(image.file)), container_(std::move(image.container)) {}
 
   hresult_result<property_value> get(const property_key& key) override {
-    if (key == rating_key) {
-      const auto percent = image::read_rating(container_->blocks());
-      return percent ? property_value(*percent) : property_value();
-    }
-    if (key != keywords_key) return property_value();
-    auto keywords = image::read_keywords(container_->blocks());
-    return keywords ? property_value(std::move(*keywords)) : property_value();
+    const auto found = std::find_if(std::begin(readable_properties), std::end(readable_properties),
+                                    [&key](const readable_property& known) { return known.key == key; });
+    if (found == std::end(readable_properties)) return property_value();
+    property_value value = found->read(container_->blocks());
+    // Part of the metadata is read only now. What can't be read isn't absent.
+    if (const win32_error unread = file().source->failure(); !succeeded(unread)) return hresult_from(unread);
+    return value;
   }
 
   hresult_result<edit_plan> plan(const property_values& values) override {

@@ -147,6 +147,15 @@ std::optional<std::vector<std::wstring>> iptc_keywords(std::string_view block) {
   return keywords;
 }
 
+std::optional<std::string> iptc_value(std::string_view block, std::uint16_t id) {
+  const std::optional<dataset_list> list = list_datasets(block);
+  if (!list) return std::nullopt;
+  const auto found =
+      std::find_if(list->datasets.begin(), list->datasets.end(), [id](const dataset& data) { return data.id == id; });
+  if (found == list->datasets.end()) return std::nullopt;
+  return std::string(found->value);
+}
+
 std::string with_iptc_keywords(std::string_view block, std::span<const std::wstring> keywords) {
   const std::optional<dataset_list> list = list_datasets(block);
   if (!list) return std::string(block);

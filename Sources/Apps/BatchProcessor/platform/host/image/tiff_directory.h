@@ -25,6 +25,14 @@ enum class tiff_tag : std::uint16_t {
   keywords = 0x9c9e,        ///< XPKeywords: UTF-16LE with NUL, joined by ";", BYTE
   padding = 0xea1c,         ///< room for changes; its value starts with the bytes 1C EA
   mp_entry = 0xb002,        ///< the images of a multi-picture file
+  exif_directory = 0x8769,  ///< where the directory of the next two is
+  date_time_original = 0x9003,
+  date_time_digitized = 0x9004,
+  gps_directory = 0x8825,  ///< where the directory of those below is
+  gps_latitude_ref = 1,
+  gps_latitude = 2,
+  gps_longitude_ref = 3,
+  gps_longitude = 4,
 };
 
 enum class tiff_type : std::uint16_t {
@@ -32,6 +40,7 @@ enum class tiff_type : std::uint16_t {
   ascii = 2,
   unsigned_short = 3,
   unsigned_long = 4,
+  rational = 5,
   undefined = 7,
   directory = 13
 };

@@ -1,4 +1,4 @@
-// XMP packets (ISO 16684-1): where the rating and the keywords stand in one, and changing them as text, so that every
+// XMP packets (ISO 16684-1): where the fields that matter here stand in one, and changing them as text, so that every
 // other byte of the packet stays as it is.
 #pragma once
 
@@ -14,13 +14,17 @@
 namespace platform::host::image {
 
 enum class xmp_field : std::uint8_t {
-  rating,             ///< xmp:Rating: stars, -1 for "rejected"
-  percent,            ///< MicrosoftPhoto:Rating: 0 to 99
-  keywords,           ///< dc:subject, a bag
-  last_keyword_xmp,   ///< MicrosoftPhoto:LastKeywordXMP, a bag with the same keywords
-  last_keyword_iptc,  ///< MicrosoftPhoto:LastKeywordIPTC, likewise
+  rating,              ///< xmp:Rating: stars, -1 for "rejected"
+  percent,             ///< MicrosoftPhoto:Rating: 0 to 99
+  keywords,            ///< dc:subject, a bag
+  last_keyword_xmp,    ///< MicrosoftPhoto:LastKeywordXMP, a bag with the same keywords
+  last_keyword_iptc,   ///< MicrosoftPhoto:LastKeywordIPTC, likewise
+  create_date,         ///< xmp:CreateDate; this and what follows is only read
+  date_time_original,  ///< exif:DateTimeOriginal
+  gps_latitude,        ///< exif:GPSLatitude: "48,51.5N"
+  gps_longitude,       ///< exif:GPSLongitude
 };
-inline constexpr std::size_t xmp_field_count = 5;
+inline constexpr std::size_t xmp_field_count = 9;
 
 struct xmp_name {
   std::string_view uri;
@@ -38,6 +42,10 @@ inline constexpr xmp_name xmp_names[xmp_field_count] = {
     {"http://purl.org/dc/elements/1.1/", "subject", "dc", true},
     {"http://ns.microsoft.com/photo/1.0/", "LastKeywordXMP", "MicrosoftPhoto", true},
     {"http://ns.microsoft.com/photo/1.0/", "LastKeywordIPTC", "MicrosoftPhoto", true},
+    {"http://ns.adobe.com/xap/1.0/", "CreateDate", "xmp", false},
+    {"http://ns.adobe.com/exif/1.0/", "DateTimeOriginal", "exif", false},
+    {"http://ns.adobe.com/exif/1.0/", "GPSLatitude", "exif", false},
+    {"http://ns.adobe.com/exif/1.0/", "GPSLongitude", "exif", false},
 };
 
 [[nodiscard]] constexpr const xmp_name& name_of(xmp_field field) { return xmp_names[static_cast<std::size_t>(field)]; }
