@@ -119,11 +119,13 @@ TEST(propvariants, a_list_of_numbers_without_its_array_is_empty) {
   EXPECT_EQ(from_propvariant(list), property_value(number_list()));
 }
 
-TEST(propvariants, null_pointers_read_as_empty_texts) {
+TEST(propvariants, a_null_text_is_no_value) {
   PROPVARIANT text = {};
   text.vt = VT_LPWSTR;
-  EXPECT_EQ(from_propvariant(text), property_value(std::wstring()));
+  EXPECT_EQ(from_propvariant(text), property_value());
+}
 
+TEST(propvariants, null_pointers_in_a_list_read_as_empty_texts) {
   PWSTR elements[] = {nullptr, nullptr};
   PROPVARIANT list = {};
   list.vt = VT_VECTOR | VT_LPWSTR;

@@ -137,7 +137,7 @@ property_value from_propvariant(const PROPVARIANT& value) {
     case VT_UI2:
       return std::uint16_t{value.uiVal};
     case VT_LPWSTR:
-      return text_or_empty(value.pwszVal);
+      return value.pwszVal != nullptr ? property_value(std::wstring(value.pwszVal)) : std::monostate{};
     case string_list_type:
       return list_of(value.calpwstr);
     case VT_R8:
