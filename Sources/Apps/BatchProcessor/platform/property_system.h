@@ -75,8 +75,8 @@ enum class store_access : std::uint32_t {
   read_write = 2,  ///< STGM_READWRITE
 };
 
-/// Why property sets can't be opened: the call's own result, and beside it the thread's last error as the call left it
-/// (GetLastError), which is success where it left none.
+/// Why property sets can't be opened: the call's own result, and beside it the thread's last error behind the call
+/// (GetLastError), which is an earlier call's where this one left none.
 struct storage_failure {
   hresult code = hresult::ok;
   win32_error last_error = win32_error::success;

@@ -18,7 +18,7 @@ static_assert(static_cast<DWORD>(storage_access::read_deny_write) == (STGM_READ 
 static_assert(static_cast<DWORD>(store_access::read) == STGM_READ);
 static_assert(static_cast<DWORD>(store_access::read_write) == STGM_READWRITE);
 
-// Of the call just made, in front of which the last error was cleared.
+// Not cleared in front of the call: where the call leaves no error, that of an earlier one counts.
 storage_failure failure_with_last_error(hresult code) { return {code, static_cast<win32_error>(GetLastError())}; }
 
 class wrapped_storage final : public property_set_storage {
@@ -27,8 +27,7 @@ class wrapped_storage final : public property_set_storage {
 
   storage_result<std::unique_ptr<property_store>> create_store(store_access access) override {
     com_reference<IPropertyStore> store;
-    SetLastError(ERROR_SUCCESS);
-    const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(storage_.get(), static_cast<DWORD>(access),
+      const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(storage_.get(), static_cast<DWORD>(access),
                                                                              store.identifier(), store.put_untyped()));
     if (!succeeded(made)) return failure_with_last_error(made);
     return wrap(std::move(store));
@@ -54,7 +53,6 @@ storage_result<std::unique_ptr<property_set_storage>> property_system::open_prop
     const std::wstring& path, storage_access access) {
   const std::wstring call_path = file_call_path(path);
   com_reference<IPropertySetStorage> storage;
-  SetLastError(ERROR_SUCCESS);
   const hresult opened = outcome(StgOpenStorageEx(call_path.c_str(), static_cast<DWORD>(access), STGFMT_FILE, 0,
                                                   nullptr, nullptr, storage.identifier(), storage.put_untyped()));
   if (!succeeded(opened)) return failure_with_last_error(opened);
