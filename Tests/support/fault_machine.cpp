@@ -262,6 +262,26 @@ class faulty_decoder final : public platform::image_decoder {
   std::unique_ptr<platform::image_decoder> below_;
 };
 
+class faulty_reader final : public platform::image_reader {
+ public:
+  faulty_reader(fault_trigger& trigger, std::wstring path, std::unique_ptr<platform::image_reader> below)
+      : trigger_(trigger), path_(std::move(path)), below_(std::move(below)) {}
+
+  hresult_result<platform::image_size> size() override {
+    const auto error = trigger_.strike<hresult>("image_size", path_);
+    return succeeded(error) ? below_->size() : error;
+  }
+  hresult_result<platform::property_value> get(const std::wstring& query) override {
+    const auto error = trigger_.strike<hresult>("get_metadata", path_);
+    return succeeded(error) ? below_->get(query) : error;
+  }
+
+ private:
+  fault_trigger& trigger_;
+  std::wstring path_;
+  std::unique_ptr<platform::image_reader> below_;
+};
+
 class faulty_images final : public platform::imaging {
  public:
   faulty_images(fault_trigger& trigger, platform::imaging& below) : trigger_(trigger), below_(below) {}
@@ -273,6 +293,13 @@ class faulty_images final : public platform::imaging {
     if (!opened) return opened.error();
     return std::unique_ptr<platform::image_decoder>(
         std::make_unique<faulty_decoder>(trigger_, path, *std::move(opened)));
+  }
+  hresult_result<std::unique_ptr<platform::image_reader>> open_for_reading(const std::wstring& path) override {
+    const auto error = trigger_.strike<hresult>("open_image_for_reading", path);
+    if (!succeeded(error)) return error;
+    auto opened = below_.open_for_reading(path);
+    if (!opened) return opened.error();
+    return std::unique_ptr<platform::image_reader>(std::make_unique<faulty_reader>(trigger_, path, *std::move(opened)));
   }
 
  private:

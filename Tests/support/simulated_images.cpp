@@ -13,10 +13,11 @@ using platform::access;
 using platform::hresult;
 using platform::hresult_result;
 using platform::image_decoder;
+using platform::image_reader;
+using platform::image_size;
 using platform::metadata_encoder;
+using platform::property_value;
 using platform::share;
-
-namespace {
 
 // What the objects made from one opened image have in common.
 struct open_image {
@@ -28,6 +29,8 @@ struct open_image {
 
   [[nodiscard]] std::string name() const { return text::utf8_from_wide(path); }
 };
+
+namespace {
 
 class simulated_encoder final : public metadata_encoder {
  public:
@@ -89,23 +92,64 @@ class simulated_decoder final : public image_decoder {
   std::shared_ptr<open_image> opened_;
 };
 
+class simulated_reader final : public image_reader {
+ public:
+  explicit simulated_reader(std::shared_ptr<open_image> opened) : opened_(std::move(opened)) {}
+
+  hresult_result<image_size> size() override {
+    const auto guard = opened_->calls.record("image_size", opened_->name());
+    const auto refused = opened_->calls.refusal<hresult>("image_size", opened_->path);
+    if (!succeeded(refused)) return refused;
+    return opened_->image.size;
+  }
+
+  hresult_result<property_value> get(const std::wstring& query) override {
+    const auto guard =
+        opened_->calls.record("get_metadata", text::format("{}, {}", opened_->name(), text::utf8_from_wide(query)));
+    const auto refused = opened_->calls.refusal<hresult>("get_metadata", opened_->path);
+    if (!succeeded(refused)) return refused;
+    const auto found = opened_->image.values.find(query);
+    if (found == opened_->image.values.end()) return hresult::imaging_property_not_found;
+    return found->second;
+  }
+
+ private:
+  std::shared_ptr<open_image> opened_;
+};
+
 }  // namespace
+
+hresult_result<std::shared_ptr<open_image>> simulated_images::open(const std::wstring& path, access access) {
+  const auto entry = disk_.find(path);
+  if (!entry) return hresult_from(entry.error());
+  const bool for_writing = access != platform::access::read;
+  const auto refusing = platform::attribute::directory | (for_writing ? platform::attribute::read_only : 0);
+  if ((*entry)->has(refusing)) return hresult::access_denied;
+  const auto found = images_.find(text::to_lower(path));
+  if (found == images_.end()) return hresult::imaging_unknown_format;
+  if (!succeeded(found->second.open_error)) return found->second.open_error;
+  auto claim = disk_.claim(*entry, {access, share::read});
+  if (!claim) return hresult_from(claim.error());
+  // Not make_shared: clang initialises aggregates in braces only.
+  return std::shared_ptr<open_image>(new open_image{calls_, disk_, found->second, path, *std::move(claim)});
+}
 
 hresult_result<std::unique_ptr<image_decoder>> simulated_images::open(const std::wstring& path) {
   const auto guard = calls_.record("open_image", text::utf8_from_wide(path));
   const auto refused = calls_.refusal<hresult>("open_image", path);
   if (!succeeded(refused)) return refused;
-  const auto entry = disk_.find(path);
-  if (!entry) return hresult_from(entry.error());
-  if ((*entry)->has(platform::attribute::read_only | platform::attribute::directory)) return hresult::access_denied;
-  const auto found = images_.find(text::to_lower(path));
-  if (found == images_.end()) return hresult::imaging_unknown_format;
-  if (!succeeded(found->second.open_error)) return found->second.open_error;
-  auto claim = disk_.claim(*entry, {access::read | access::write, share::read});
-  if (!claim) return hresult_from(claim.error());
-  // Not make_shared: clang initialises aggregates in braces only.
-  std::shared_ptr<open_image> opened(new open_image{calls_, disk_, found->second, path, *std::move(claim)});
-  return std::unique_ptr<image_decoder>(std::make_unique<simulated_decoder>(std::move(opened)));
+  auto opened = open(path, access::read | access::write);
+  if (!opened) return opened.error();
+  return std::unique_ptr<image_decoder>(std::make_unique<simulated_decoder>(*std::move(opened)));
+}
+
+hresult_result<std::unique_ptr<image_reader>> simulated_images::open_for_reading(const std::wstring& path) {
+  const auto guard = calls_.record("open_image_for_reading", text::utf8_from_wide(path));
+  const auto refused = calls_.refusal<hresult>("open_image_for_reading", path);
+  if (!succeeded(refused)) return refused;
+  auto opened = open(path, access::read);
+  if (!opened) return opened.error();
+  return std::unique_ptr<image_reader>(std::make_unique<simulated_reader>(*std::move(opened)));
 }
 
 simulated_image& simulated_images::image(std::wstring_view path) { return images_[text::to_lower(path)]; }

@@ -7,6 +7,7 @@
 //   profiles    read_profile write_profile delete_section
 //   properties  open_handler_store open_property_set_storage create_store get set commit release_store release_storage
 //   images      open_image frame_encoder container_encoder set_metadata commit_metadata release_encoder
+//               open_image_for_reading image_size get_metadata
 //   shell       notify renew_thumbnail
 //   processes   process_id thread_id local_app_data module_path package_full_name set_app_user_model_id
 //               enter_apartment leave_apartment

@@ -38,11 +38,25 @@ class image_decoder {
   virtual hresult_result<std::unique_ptr<metadata_encoder>> container_encoder() = 0;
 };
 
+/// An image opened for reading only.
+class image_reader {
+ public:
+  virtual ~image_reader() = default;
+
+  /// Of the first frame, as its pixels are stored. GetFrame(0), GetSize.
+  virtual hresult_result<image_size> size() = 0;
+  /// The first frame's value at a query path such as "/ifd/{ushort=274}". GetMetadataQueryReader, GetMetadataByName;
+  /// frame and query reader are made once.
+  virtual hresult_result<property_value> get(const std::wstring& query) = 0;
+};
+
 class imaging {
  public:
   /// Creates the imaging factory, then CreateDecoderFromFilename with read and write access and the metadata
   /// cached on demand.
   virtual hresult_result<std::unique_ptr<image_decoder>> open(const std::wstring& path) = 0;
+  /// The same with read access.
+  virtual hresult_result<std::unique_ptr<image_reader>> open_for_reading(const std::wstring& path) = 0;
 
  protected:
   ~imaging() = default;

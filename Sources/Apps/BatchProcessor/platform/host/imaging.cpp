@@ -1,12 +1,15 @@
 #include "platform/host/imaging.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "platform/host/content_file.h"
 #include "platform/host/image/image_file.h"
+#include "platform/host/image/image_header.h"
 #include "platform/host/image/image_metadata.h"
 #include "text/conversions.h"
 
@@ -16,6 +19,10 @@ namespace {
 
 using image::container_kind;
 using image::image_file;
+using image::tiff_block;
+using image::tiff_entry;
+using image::tiff_tag;
+using image::tiff_type;
 using image::xmp_change;
 using image::xmp_field;
 
@@ -95,12 +102,92 @@ class xmp_decoder final : public image_decoder {
   container_kind kind_;
 };
 
+// What a query for one field of the first image directory starts with.
+struct directory_root {
+  container_kind kind;
+  std::wstring_view text;
+};
+constexpr directory_root directory_roots[] = {
+    {container_kind::jpeg, L"/app1/ifd/"}, {container_kind::jpeg, L"/app1/{ushort=0}/"},
+    {container_kind::png, L"/ifd/"},       {container_kind::tiff, L"/ifd/"},
+    {container_kind::webp, L"/ifd/"},
+};
+
+// The tag in "{ushort=274}".
+std::optional<tiff_tag> tag_in(std::wstring_view query) {
+  constexpr std::wstring_view start = L"{ushort=";
+  if (!query.starts_with(start) || !query.ends_with(L'}')) return std::nullopt;
+  query = query.substr(start.size(), query.size() - start.size() - 1);
+  std::uint32_t number = 0;
+  for (const wchar_t c : query) {
+    if (c < L'0' || c > L'9') return std::nullopt;
+    number = number * 10 + static_cast<std::uint32_t>(c - L'0');
+    if (number > UINT16_MAX) return std::nullopt;
+  }
+  if (query.empty()) return std::nullopt;
+  return static_cast<tiff_tag>(number);
+}
+
+std::optional<tiff_tag> tag_of(std::wstring_view query, container_kind kind) {
+  for (const directory_root& root : directory_roots) {
+    if (root.kind == kind && query.starts_with(root.text)) return tag_in(query.substr(root.text.size()));
+  }
+  return std::nullopt;
+}
+
+property_value value_of(const tiff_block& block, tiff_tag tag, std::uint16_t type) {
+  const std::optional<std::uint32_t> number = image::tiff_number(block, tag);
+  if (!number) return other_type{};
+  if (static_cast<tiff_type>(type) == tiff_type::unsigned_short) return static_cast<std::uint16_t>(*number);
+  if (static_cast<tiff_type>(type) == tiff_type::unsigned_long) return *number;
+  return other_type{};
+}
+
+class header_reader final : public image_reader {
+ public:
+  header_reader(content_file file, container_kind kind) : file_(std::move(file)), kind_(kind) {}
+
+  hresult_result<image_size> size() override {
+    const std::optional<image_size> size = image::stored_image_size(*file_.source, kind_);
+    if (!size) return failure(hresult::imaging_unknown_format);
+    return *size;
+  }
+
+  hresult_result<property_value> get(const std::wstring& query) override {
+    const std::optional<tiff_tag> tag = tag_of(query, kind_);
+    if (!tag) return hresult::imaging_property_not_found;
+    const std::optional<tiff_block> block = image::first_image_directory(*file_.source, kind_);
+    const tiff_entry* entry = block ? block->directory.find(*tag) : nullptr;
+    if (entry == nullptr) return failure(hresult::imaging_property_not_found);
+    return value_of(*block, *tag, entry->type);
+  }
+
+ private:
+  // What couldn't be read was perhaps there.
+  [[nodiscard]] hresult failure(hresult otherwise) const {
+    const win32_error unread = file_.source->failure();
+    return succeeded(unread) ? otherwise : hresult_from(unread);
+  }
+
+  content_file file_;
+  container_kind kind_;
+};
+
 class host_imaging final : public imaging {
  public:
   hresult_result<std::unique_ptr<image_decoder>> open(const std::wstring& path) override {
     const hresult_result<image_file> image = image::open_image_file(path, handler_access::read_write);
     if (!image) return image.error();
     return std::unique_ptr<image_decoder>(std::make_unique<xmp_decoder>(path, image->container->kind()));
+  }
+
+  hresult_result<std::unique_ptr<image_reader>> open_for_reading(const std::wstring& path) override {
+    hresult_result<content_file> file = open_content_file(path, handler_access::read, hresult::imaging_unknown_format);
+    if (!file) return file.error();
+    const std::optional<container_kind> kind = image::image_kind(*file->source);
+    if (const win32_error unread = file->source->failure(); !succeeded(unread)) return hresult_from(unread);
+    if (!kind) return hresult::imaging_unknown_format;
+    return std::unique_ptr<image_reader>(std::make_unique<header_reader>(*std::move(file), *kind));
   }
 };
 

@@ -69,19 +69,71 @@ class wrapped_decoder final : public image_decoder {
   com_reference<IWICBitmapDecoder> decoder_;
 };
 
+class wrapped_reader final : public image_reader {
+ public:
+  explicit wrapped_reader(com_reference<IWICBitmapDecoder> decoder) : decoder_(std::move(decoder)) {}
+
+  hresult_result<image_size> size() override {
+    const hresult framed = need_frame();
+    if (!succeeded(framed)) return framed;
+    UINT width = 0;
+    UINT height = 0;
+    const hresult got = outcome(frame_->GetSize(&width, &height));
+    if (!succeeded(got)) return got;
+    return image_size{width, height};
+  }
+
+  hresult_result<property_value> get(const std::wstring& query) override {
+    const hresult made = need_query_reader();
+    if (!succeeded(made)) return made;
+    scoped_propvariant value;
+    const hresult got = outcome(query_reader_->GetMetadataByName(query.c_str(), value.put()));
+    if (!succeeded(got)) return got;
+    return from_propvariant(value.get());
+  }
+
+ private:
+  hresult need_frame() { return frame_.get() != nullptr ? hresult::ok : outcome(decoder_->GetFrame(0, frame_.put())); }
+
+  hresult need_query_reader() {
+    if (query_reader_.get() != nullptr) return hresult::ok;
+    const hresult framed = need_frame();
+    if (!succeeded(framed)) return framed;
+    return outcome(frame_->GetMetadataQueryReader(query_reader_.put()));
+  }
+
+  com_reference<IWICBitmapDecoder> decoder_;
+  com_reference<IWICBitmapFrameDecode> frame_;
+  com_reference<IWICMetadataQueryReader> query_reader_;
+};
+
+struct opened_decoder {
+  com_reference<IWICImagingFactory> factory;
+  com_reference<IWICBitmapDecoder> decoder;
+};
+
+hresult open_decoder(const std::wstring& path, DWORD access, opened_decoder& opened) {
+  const hresult created = outcome(create_in_process(imaging_factory_class, opened.factory));
+  if (!succeeded(created)) return created;
+  return outcome(opened.factory->CreateDecoderFromFilename(file_call_path(path).c_str(), nullptr, access,
+                                                           WICDecodeMetadataCacheOnDemand, opened.decoder.put()));
+}
+
 }  // namespace
 
 hresult_result<std::unique_ptr<image_decoder>> imaging::open(const std::wstring& path) {
-  com_reference<IWICImagingFactory> factory;
-  const hresult created = outcome(create_in_process(imaging_factory_class, factory));
-  if (!succeeded(created)) return created;
+  opened_decoder opened;
+  const hresult failure = open_decoder(path, GENERIC_READ | GENERIC_WRITE, opened);
+  if (!succeeded(failure)) return failure;
+  return std::unique_ptr<image_decoder>(
+      std::make_unique<wrapped_decoder>(std::move(opened.factory), std::move(opened.decoder)));
+}
 
-  com_reference<IWICBitmapDecoder> decoder;
-  const hresult opened =
-      outcome(factory->CreateDecoderFromFilename(file_call_path(path).c_str(), nullptr, GENERIC_READ | GENERIC_WRITE,
-                                                 WICDecodeMetadataCacheOnDemand, decoder.put()));
-  if (!succeeded(opened)) return opened;
-  return std::unique_ptr<image_decoder>(std::make_unique<wrapped_decoder>(std::move(factory), std::move(decoder)));
+hresult_result<std::unique_ptr<image_reader>> imaging::open_for_reading(const std::wstring& path) {
+  opened_decoder opened;
+  const hresult failure = open_decoder(path, GENERIC_READ, opened);
+  if (!succeeded(failure)) return failure;
+  return std::unique_ptr<image_reader>(std::make_unique<wrapped_reader>(std::move(opened.decoder)));
 }
 
 }  // namespace platform::windows

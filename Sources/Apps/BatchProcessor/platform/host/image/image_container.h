@@ -55,6 +55,9 @@ class image_container {
   container_kind kind_;
 };
 
+/// The kind that the first bytes tell; nothing for a file of less than 12.
+[[nodiscard]] std::optional<container_kind> image_kind(byte_source& source);
+
 /// Tells the container by its first bytes and opens it; null for anything that isn't understood to the last piece.
 /// The source must outlive the container.
 [[nodiscard]] std::unique_ptr<image_container> open_image_container(byte_source& source);

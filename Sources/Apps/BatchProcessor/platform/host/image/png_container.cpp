@@ -5,6 +5,7 @@
 #include "platform/host/image/checksums.h"
 #include "platform/host/image/image_container.h"
 #include "platform/host/image/plan_builder.h"
+#include "platform/host/image/png_chunks.h"
 
 namespace platform::host::image {
 
@@ -12,40 +13,19 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::uint64_t signature_size = 8;
-constexpr std::uint64_t overhead = 12;  // length, type and CRC
-constexpr std::uint32_t largest_data = 0x7fffffff;
-constexpr std::size_t most_chunks = std::size_t{4} << 20;
 constexpr std::size_t largest_metadata = std::size_t{64} << 20;
 constexpr std::string_view xmp_keyword = "XML:com.adobe.xmp\0"sv;
 // Keyword, no compression, no language, no translated keyword.
 constexpr std::string_view xmp_head = "XML:com.adobe.xmp\0\0\0\0\0"sv;
 
-struct chunk {
-  std::uint64_t offset = 0;
-  std::string type;
-  std::uint32_t size = 0;
-
-  [[nodiscard]] std::uint64_t data() const { return offset + 8; }
-  [[nodiscard]] std::uint64_t end() const { return offset + overhead + size; }
-};
-
 struct chunk_list {
   std::uint64_t first_end = 0;  ///< of IHDR
-  std::optional<chunk> exif;
-  std::optional<chunk> xmp;
+  std::optional<png_chunk> exif;
+  std::optional<png_chunk> xmp;
   std::optional<std::uint64_t> offset_index;  ///< of iDOT, which holds the distance from itself to a part of the pixels
 };
 
-std::optional<chunk> chunk_at(byte_source& source, std::uint64_t offset) {
-  const std::optional<std::string> head = source.read(offset, 8);
-  if (!head) return std::nullopt;
-  const chunk found{offset, head->substr(4), get_u32(*head, 0, byte_order::big)};
-  if (found.size > largest_data || found.end() > source.size()) return std::nullopt;
-  return found;
-}
-
-bool is_xmp(byte_source& source, const chunk& candidate) {
+bool is_xmp(byte_source& source, const png_chunk& candidate) {
   return candidate.type == "iTXt" && candidate.size >= xmp_keyword.size() &&
          source.read(candidate.data(), xmp_keyword.size()) == xmp_keyword;
 }
@@ -53,9 +33,9 @@ bool is_xmp(byte_source& source, const chunk& candidate) {
 // Nothing for a file without IEND, with chunks that leave the file, or with two chunks of a kind that we change.
 std::optional<chunk_list> list_chunks(byte_source& source) {
   chunk_list list;
-  std::uint64_t at = signature_size;
-  for (std::size_t i = 0; i < most_chunks; ++i) {
-    const std::optional<chunk> next = chunk_at(source, at);
+  std::uint64_t at = png_signature_size;
+  for (std::size_t i = 0; i < most_png_chunks; ++i) {
+    const std::optional<png_chunk> next = png_chunk_at(source, at);
     if (!next || (i == 0) != (next->type == "IHDR")) return std::nullopt;
     if (i == 0) list.first_end = next->end();
     if (next->type == "IEND") return list;
@@ -83,7 +63,7 @@ std::string chunk_bytes(std::string_view type, std::string_view data) {
 }
 
 // The data of a chunk whose checksum is right.
-std::optional<std::string> checked_data(byte_source& source, const chunk& of) {
+std::optional<std::string> checked_data(byte_source& source, const png_chunk& of) {
   if (of.size > largest_metadata) return std::nullopt;
   std::optional<std::string> bytes = source.read(of.offset, of.end() - of.offset);
   if (!bytes) return std::nullopt;
@@ -103,7 +83,7 @@ class png_container final : public image_container {
   [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
 
  private:
-  void replace(plan_builder& plan, const chunk& old, const std::string& old_data, const std::string& data) const;
+  void replace(plan_builder& plan, const png_chunk& old, const std::string& old_data, const std::string& data) const;
 
   byte_source& source_;
   chunk_list chunks_;
@@ -137,7 +117,7 @@ bool png_container::read_blocks() {
 }
 
 // A chunk between iDOT and the pixels may not grow there: it moves to the front.
-void png_container::replace(plan_builder& plan, const chunk& old, const std::string& old_data,
+void png_container::replace(plan_builder& plan, const png_chunk& old, const std::string& old_data,
                             const std::string& data) const {
   if (data.size() != old_data.size() && chunks_.offset_index && old.offset > *chunks_.offset_index) {
     plan.splice_in(chunks_.first_end, 0, chunk_bytes(old.type, data));

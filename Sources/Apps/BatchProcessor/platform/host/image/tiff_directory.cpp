@@ -63,7 +63,7 @@ std::optional<tiff_directory> read_tiff_directory(const byte_range& range, byte_
   return directory;
 }
 
-std::optional<tiff_block> read_tiff_block(const byte_range& range) {
+std::optional<tiff_block> read_first_tiff_directory(const byte_range& range) {
   const std::optional<std::string> header = range.read(0, 8);
   if (!header) return std::nullopt;
   const std::optional<byte_order> order = order_of(*header);
@@ -72,9 +72,14 @@ std::optional<tiff_block> read_tiff_block(const byte_range& range) {
   if (offset < 8) return std::nullopt;
   std::optional<tiff_directory> directory = read_tiff_directory(range, *order, offset);
   if (!directory) return std::nullopt;
-  tiff_block block{range, std::move(*directory)};
-  const bool readable =
-      std::all_of(std::begin(own_tags), std::end(own_tags), [&block](tiff_tag tag) { return is_readable(block, tag); });
+  return tiff_block{range, std::move(*directory)};
+}
+
+std::optional<tiff_block> read_tiff_block(const byte_range& range) {
+  std::optional<tiff_block> block = read_first_tiff_directory(range);
+  if (!block) return std::nullopt;
+  const bool readable = std::all_of(std::begin(own_tags), std::end(own_tags),
+                                    [&block](tiff_tag tag) { return is_readable(*block, tag); });
   if (!readable) return std::nullopt;
   return block;
 }

@@ -17,6 +17,9 @@
 namespace platform::host::image {
 
 enum class tiff_tag : std::uint16_t {
+  image_width = 256,
+  image_height = 257,
+  orientation = 274,
   xmp = 700,
   iptc = 33723,
   photoshop = 34377,
@@ -69,8 +72,11 @@ struct tiff_block {
   tiff_directory directory;
 };
 
-/// Nothing where there is no classic TIFF header, where the directory or the value of a field that we write reaches
-/// beyond the block, or where such a field is there twice.
+/// Nothing where there is no classic TIFF header, or where the directory reaches beyond the block. For reading only.
+[[nodiscard]] std::optional<tiff_block> read_first_tiff_directory(const byte_range& range);
+
+/// The same, and nothing where the value of a field that we write reaches beyond the block, or where such a field is
+/// there twice.
 [[nodiscard]] std::optional<tiff_block> read_tiff_block(const byte_range& range);
 
 /// The directory at an offset of the block; nothing where it reaches beyond the block.

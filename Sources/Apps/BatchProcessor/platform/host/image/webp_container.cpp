@@ -4,6 +4,7 @@
 
 #include "platform/host/image/image_container.h"
 #include "platform/host/image/plan_builder.h"
+#include "platform/host/image/webp_chunks.h"
 
 namespace platform::host::image {
 
@@ -11,51 +12,37 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::uint64_t first_chunk = 12;  // behind "RIFF", the size and "WEBP"
-constexpr std::size_t most_chunks = std::size_t{4} << 20;
 constexpr std::size_t largest_metadata = std::size_t{64} << 20;
 constexpr std::uint64_t largest_riff = 0xfffffffe;
-constexpr std::string_view exif_signature = "Exif\0\0"sv;  // that some writers put in front of the block
 
 constexpr unsigned char xmp_flag = 0x04;
 constexpr unsigned char alpha_flag = 0x10;
 
-struct chunk {
-  std::uint64_t offset = 0;
-  std::string type;
-  std::uint32_t size = 0;
-
-  [[nodiscard]] std::uint64_t data() const { return offset + 8; }
-  [[nodiscard]] std::uint64_t end() const { return data() + size + size % 2; }
-};
-
 struct chunk_list {
   std::uint64_t end = 0;  ///< of the RIFF; bytes behind it trail
-  chunk first;
+  webp_chunk first;
   bool only_one = true;
-  std::optional<chunk> exif;
-  std::optional<chunk> xmp;
+  std::optional<webp_chunk> exif;
+  std::optional<webp_chunk> xmp;
 };
 
 // Nothing for a cut file, or one with two chunks of a kind that we change.
 std::optional<chunk_list> list_chunks(byte_source& source) {
-  const std::optional<std::string> head = source.read(0, first_chunk);
+  const std::optional<std::string> head = source.read(0, first_webp_chunk);
   if (!head) return std::nullopt;
   chunk_list list;
   list.end = std::uint64_t{8} + get_u32(*head, 4, byte_order::little);
   if (list.end > source.size()) return std::nullopt;
-  std::uint64_t at = first_chunk;
-  for (std::size_t i = 0; i < most_chunks && at < list.end; ++i) {
-    const std::optional<std::string> bytes = source.read(at, 8);
-    if (!bytes) return std::nullopt;
-    const chunk next{at, bytes->substr(0, 4), get_u32(*bytes, 4, byte_order::little)};
-    if (next.end() > list.end) return std::nullopt;
-    if (i == 0) list.first = next;
+  std::uint64_t at = first_webp_chunk;
+  for (std::size_t i = 0; i < most_webp_chunks && at < list.end; ++i) {
+    const std::optional<webp_chunk> next = webp_chunk_at(source, at, list.end);
+    if (!next) return std::nullopt;
+    if (i == 0) list.first = *next;
     list.only_one = i == 0;
-    std::optional<chunk>* slot = next.type == "EXIF" ? &list.exif : next.type == "XMP " ? &list.xmp : nullptr;
+    std::optional<webp_chunk>* slot = next->type == "EXIF" ? &list.exif : next->type == "XMP " ? &list.xmp : nullptr;
     if (slot != nullptr && slot->has_value()) return std::nullopt;
-    if (slot != nullptr) *slot = next;
-    at = next.end();
+    if (slot != nullptr) *slot = *next;
+    at = next->end();
   }
   if (at != list.end || list.first.type.empty()) return std::nullopt;
   return list;
@@ -69,31 +56,7 @@ std::string chunk_bytes(std::string_view type, std::string_view data) {
   return bytes;
 }
 
-struct canvas {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-  bool alpha = false;
-};
-
-// The image's size as its bitstream has it; nothing where that doesn't start as it should.
-std::optional<canvas> canvas_of(byte_source& source, const chunk& bitstream) {
-  constexpr std::uint32_t low_14 = 0x3fff;
-  if (bitstream.type == "VP8 " && bitstream.size >= 10) {  // frame tag, start code, two times 14 bits and a scale
-    const std::optional<std::string> head = source.read(bitstream.data(), 10);
-    if (!head || head->substr(3, 3) != "\x9d\x01\x2a"sv) return std::nullopt;
-    return canvas{get_u16(*head, 6, byte_order::little) & low_14, get_u16(*head, 8, byte_order::little) & low_14,
-                  false};
-  }
-  if (bitstream.type == "VP8L" && bitstream.size >= 5) {  // a signature, two times 14 bits less one, a bit for alpha
-    const std::optional<std::string> head = source.read(bitstream.data(), 5);
-    if (!head || (*head)[0] != '\x2f') return std::nullopt;
-    const std::uint32_t bits = get_u32(*head, 1, byte_order::little);
-    return canvas{(bits & low_14) + 1, ((bits >> 14) & low_14) + 1, ((bits >> 28) & 1) != 0};
-  }
-  return std::nullopt;
-}
-
-std::string extended_header(const canvas& image) {
+std::string extended_header(const webp_canvas& image) {
   std::string data(1, static_cast<char>(xmp_flag | (image.alpha ? alpha_flag : 0)));
   data.append(3, '\0');
   data += u32_bytes(image.width - 1, byte_order::little).substr(0, 3);
@@ -126,15 +89,11 @@ bool webp_container::read_blocks() {
     std::optional<std::string> flags = source_.read(chunks_.first.data(), 1);
     if (chunks_.first.size < 10 || !flags) return false;
     flags_ = std::move(*flags);
-  } else if (!chunks_.only_one || !canvas_of(source_, chunks_.first)) {
+  } else if (!chunks_.only_one || !webp_canvas_of(source_, chunks_.first)) {
     return false;
   }
   if (chunks_.exif) {
-    const chunk& exif = *chunks_.exif;
-    const bool is_prefixed =
-        exif.size >= exif_signature.size() && source_.read(exif.data(), exif_signature.size()) == exif_signature;
-    const std::uint64_t skipped = is_prefixed ? exif_signature.size() : 0;
-    blocks_.exif = read_tiff_block({&source_, exif.data() + skipped, exif.size - skipped});
+    blocks_.exif = read_tiff_block(webp_exif_block(source_, *chunks_.exif));
     if (!blocks_.exif) return false;
   }
   if (!chunks_.xmp) return true;
@@ -152,7 +111,7 @@ bool webp_container::plan_exif(plan_builder& plan, const std::vector<tiff_change
   for (splice& patch : edit->patches)
     plan.splice_in(block.begin + patch.offset, patch.erase, std::move(patch.bytes));
   if (edit->appended.empty()) return true;
-  const chunk& exif = *chunks_.exif;
+  const webp_chunk& exif = *chunks_.exif;
   const auto size = static_cast<std::uint32_t>(exif.size + edit->appended.size());
   plan.replace(exif.offset + 4, u32_bytes(exif.size, byte_order::little), u32_bytes(size, byte_order::little));
   edit->appended.append(size % 2, '\0');
@@ -174,9 +133,9 @@ bool webp_container::plan_xmp(plan_builder& plan, const std::string& packet) con
     plan.splice_in(chunks_.end, 0, bytes);
   }
   if (!is_extended()) {
-    const std::optional<canvas> image = canvas_of(source_, chunks_.first);
+    const std::optional<webp_canvas> image = webp_canvas_of(source_, chunks_.first);
     if (!image || image->width == 0 || image->height == 0) return false;
-    plan.splice_in(first_chunk, 0, extended_header(*image));
+    plan.splice_in(first_webp_chunk, 0, extended_header(*image));
     return true;
   }
   const auto flags = static_cast<unsigned char>(flags_[0] | xmp_flag);
