@@ -95,6 +95,13 @@ TEST(is_unicode, holds_for_what_survives_the_way_to_utf8_and_back) {
   }
 }
 
+TEST(utf16_from_wide, gives_the_units_that_text_is_ordered_by) {
+  EXPECT_EQ(text::utf16_from_wide(L""), u"");
+  EXPECT_EQ(text::utf16_from_wide(L"a\u20ac\uffff"), u"a\u20ac\uffff");
+  EXPECT_EQ(text::utf16_from_wide(L"\U00010000\U0001f600\U0010ffff"), u"\U00010000\U0001f600\U0010ffff");
+  EXPECT_LT(text::utf16_from_wide(L"\U0001f600"), text::utf16_from_wide(L"\uff21"));
+}
+
 TEST(utf16_length, counts_units_and_not_characters) {
   EXPECT_EQ(text::utf16_length(L""), 0);
   EXPECT_EQ(text::utf16_length(L"a\u20ac"), 2);

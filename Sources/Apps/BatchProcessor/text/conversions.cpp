@@ -187,6 +187,21 @@ bool is_unicode(std::wstring_view wide) {
   return true;
 }
 
+std::u16string utf16_from_wide(std::wstring_view wide) {
+  std::u16string units;
+  units.reserve(wide.size());
+  while (!wide.empty()) {
+    const char32_t character = take_wide(wide);
+    if (character > 0xffff) {
+      units += static_cast<char16_t>(0xd7c0 + (character >> 10));
+      units += static_cast<char16_t>(0xdc00 + (character & 0x3ff));
+    } else {
+      units += static_cast<char16_t>(character);
+    }
+  }
+  return units;
+}
+
 std::size_t utf16_length(std::wstring_view wide) {
   const auto needs_two = [](char32_t c) { return c > 0xffff; };
   return wide.size() + static_cast<std::size_t>(std::count_if(wide.begin(), wide.end(), needs_two));

@@ -26,6 +26,9 @@ char* put_utf8(char* out, std::wstring_view wide);
 /// False for text with a lone surrogate or a value beyond Unicode: it doesn't survive the way to UTF-8 and back.
 [[nodiscard]] bool is_unicode(std::wstring_view wide);
 
+/// The text's UTF-16 units, whatever the width of wchar_t: what it is ordered by.
+[[nodiscard]] std::u16string utf16_from_wide(std::wstring_view wide);
+
 /// The length in UTF-16 units, whatever the width of wchar_t.
 [[nodiscard]] std::size_t utf16_length(std::wstring_view wide);
 
