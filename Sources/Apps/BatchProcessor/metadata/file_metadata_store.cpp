@@ -326,6 +326,10 @@ tag_vector file_metadata_store::get_tags() const {
 
 std::vector<people_region> file_metadata_store::get_people_regions() const { return read_people_regions(path_); }
 
+bool file_metadata_store::set_people_regions(std::span<const people_region> regions) {
+  return replace_people_regions(path_, regions);
+}
+
 // None where there is no list. A read that fails must not pass for an empty list: what is stored next would drop the
 // tags that are there.
 std::optional<tag_vector> file_metadata_store::read_keywords() const {

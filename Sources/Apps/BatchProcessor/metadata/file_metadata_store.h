@@ -66,6 +66,10 @@ class file_metadata_store {
   /// The people on the photo, from the first place that has any: the file's own bytes, its property set (names alone),
   /// its sidecar. Needs the path only, not an open store; none without one.
   [[nodiscard]] std::vector<people_region> get_people_regions() const;
+  /// Replaces them, into the file itself if it is a JPEG, else into the property set (names alone) and the sidecar;
+  /// nameless ones are left out. False when nothing was written because the file has the same set already. Needs the
+  /// path only, and no store open on it.
+  bool set_people_regions(std::span<const people_region> regions);
 
   /// Any property of the open store; fail without one.
   [[nodiscard]] platform::hresult_result<platform::property_value> get_value(const platform::property_key& key) const;

@@ -100,19 +100,6 @@ std::optional<std::string> with_block_in_description(std::string_view text, std:
   return inserted(text, end, concatenated({"\n", block, "\n  "}));
 }
 
-template <class Edit>
-bool edit_sidecar(const std::wstring& path, Edit edit) {
-  if (path.empty()) return false;
-  return false_without_memory([&] {
-    const std::wstring sidecar = path + L".xmp";
-    const auto facts = platform::current().files.facts(sidecar);
-    // Too large to be edited, and too much to be written over.
-    if (facts && facts->size > largest_file_in_memory) return false;
-    const std::string old = facts ? read_text_file(sidecar) : std::string();
-    return write_text_file(sidecar, edit(old));
-  });
-}
-
 }  // namespace
 
 std::string sidecar_with_rating(std::string_view old, std::string_view rating) {
@@ -132,12 +119,23 @@ std::string sidecar_with_keywords(std::string_view old, std::span<const std::wst
   return whole_sidecar("dc", dublin_core_uri, block);
 }
 
+bool edit_sidecar(const std::wstring& path, const std::function<std::string(std::string)>& edit) {
+  if (path.empty()) return false;
+  return false_without_memory([&] {
+    const std::wstring sidecar = path + L".xmp";
+    const auto facts = platform::current().files.facts(sidecar);
+    // Too large to be edited, and too much to be written over.
+    if (facts && facts->size > largest_file_in_memory) return false;
+    return write_text_file(sidecar, edit(facts ? read_text_file(sidecar) : std::string()));
+  });
+}
+
 bool write_rating_sidecar(const std::wstring& path, int stars) {
-  return edit_sidecar(path, [&](std::string_view old) { return sidecar_with_rating(old, std::to_string(stars)); });
+  return edit_sidecar(path, [&](const std::string& old) { return sidecar_with_rating(old, std::to_string(stars)); });
 }
 
 bool write_keywords_sidecar(const std::wstring& path, std::span<const std::wstring> tags) {
-  return edit_sidecar(path, [&](std::string_view old) { return sidecar_with_keywords(old, tags); });
+  return edit_sidecar(path, [&](const std::string& old) { return sidecar_with_keywords(old, tags); });
 }
 
 }  // namespace quill_box::metadata
