@@ -1,31 +1,17 @@
 // What we write as exiftool and exiv2 read it, on images that other programs made.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdio>
 
 #include "platform/host/host_files.h"
 #include "platform/host/image/image_property_store.h"
+#include "platform/host/shell_output.h"
 #include "platform/property_keys.h"
 #include "text/conversions.h"
 
 namespace {
 
 using namespace platform;
+using host_test::output_of;
 using wide_strings = std::vector<std::wstring>;
-
-// The standard output of a shell command, which has to succeed.
-std::string run(const std::string& command) {
-  std::FILE* pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) return "no shell";
-  std::string output;
-  char buffer[4096];
-  for (std::size_t got = 0; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-    output.append(buffer, got);
-  const int status = ::pclose(pipe);
-  EXPECT_EQ(WEXITSTATUS(status), 0) << command << "\n" << output;
-  return output;
-}
 
 struct kind {
   const char* name;
@@ -88,7 +74,7 @@ constexpr kind kinds[] = {
 
 class other_programs : public testing::TestWithParam<kind> {
  protected:
-  void SetUp() override { run(with_path(GetParam().make, path_) + " 2>&1"); }
+  void SetUp() override { output_of(with_path(GetParam().make, path_) + " 2>&1"); }
 
   void set(const property_key& key, const property_value& value) const {
     auto store = host::open_image_store(text::wide_from_utf8(path_), handler_access::read_write);
@@ -99,7 +85,7 @@ class other_programs : public testing::TestWithParam<kind> {
   // The fields in one line, "-" for one that isn't there. exiftool knows the namespace of the percent rating without
   // its last slash and warns of the one that the system's own programs write.
   [[nodiscard]] std::string tags() const {
-    return run(
+    return output_of(
         "exiftool -q -q -f -sep '|' -p '$XMP-xmp:Rating,$XMP-microsoft:RatingPercent,$XMP-dc:Subject,"
         "$XMP-microsoft:LastKeywordXMP; $IFD0:Rating,$IFD0:RatingPercent,$IFD0:XPKeywords; $IPTC:Keywords; $Error; "
         "$Warning' " +
@@ -107,13 +93,13 @@ class other_programs : public testing::TestWithParam<kind> {
   }
   // What has nothing to do with rating and keywords, or with how the blocks that hold them are laid out.
   [[nodiscard]] std::string other_tags() const {
-    return run(
+    return output_of(
         "exiftool -q -q -a -G1 -s -e --System:all --ExifTool:all --FileType --Rating --RatingPercent --XPKeywords "
         "--Subject --LastKeywordXMP --LastKeywordIPTC --Keywords --Padding --XMPToolkit --ExifByteOrder "
         "--RIFF:all --IPTCDigest --CurrentIPTCDigest " +
         path_);
   }
-  [[nodiscard]] std::string pixels() const { return run("convert " + path_ + " -depth 8 rgba:- | md5sum"); }
+  [[nodiscard]] std::string pixels() const { return output_of("convert " + path_ + " -depth 8 rgba:- | md5sum"); }
 
   host_test::temporary_folder folder_;
   std::string path_ = folder_.path(GetParam().file);
@@ -135,7 +121,7 @@ TEST_P(other_programs, read_what_is_written_and_nothing_else_changes) {
   const std::string warning = "[minor] Fixed incorrect URI for xmlns:MicrosoftPhoto";
   EXPECT_EQ(tags(), "4,75," + words + "," + words + "; " + fields + "; " + (GetParam().has_iptc ? words : "-") +
                         "; -; " + warning + "\n");
-  const std::string exiv2 = run("exiv2 -q -PXkv " + path_);
+  const std::string exiv2 = output_of("exiv2 -q -PXkv " + path_);
   EXPECT_NE(exiv2.find("Xmp.MicrosoftPhoto.Rating"), std::string::npos) << exiv2;
   EXPECT_NE(exiv2.find(words.substr(6)), std::string::npos) << exiv2;
   EXPECT_EQ(other_tags(), tags_before);
@@ -143,7 +129,8 @@ TEST_P(other_programs, read_what_is_written_and_nothing_else_changes) {
 }
 
 TEST_P(other_programs, write_what_is_read) {
-  run("exiftool -q -overwrite_original -XMP-xmp:Rating=3 -XMP-microsoft:RatingPercent=45 -XMP-dc:Subject='x & y' "
+  output_of(
+      "exiftool -q -overwrite_original -XMP-xmp:Rating=3 -XMP-microsoft:RatingPercent=45 -XMP-dc:Subject='x & y' "
       "-XMP-dc:Subject=z " +
       path_);
   auto store = host::open_image_store(text::wide_from_utf8(path_), handler_access::read);
