@@ -1,52 +1,22 @@
 #!/usr/bin/env python3
 """Measures the program as a whole process, from the job file to its exit, beside the tools that people use today.
 
-    Benchmarks/run.py --executable PATH --tools FOLDER [--rounds N]
+    Benchmarks/run.py --executable PATH --tools FOLDER [--rounds N] [PART]...
 
 All contenders of a row work in turn on fresh copies of the same files, in every round; a figure is the median of the
 rounds. Each tool that changes a rating again does so on the files that it rated itself. Works in build/bench and leaves
 nothing behind; the table goes to standard output.
 """
 import argparse
-import json
 import os
 import pathlib
 import shutil
-import statistics
 import subprocess
-import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-WORK = ROOT / "build" / "bench"
+import organizing
+from measuring import WORK, job, measurement, median, progress, table
+
 CONVERT = shutil.which("convert", path="/usr/bin") or "convert"  # /usr/local may hold a stand-in
-
-
-class measurement:
-    """One run of a whole process: wall time in seconds, bytes that it wrote, peak memory in bytes."""
-    tools = None  # the folder of the helper that measures
-
-    def __init__(self, command):
-        environment = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8", "HOME": str(WORK / "home"),
-                       "XDG_DATA_HOME": str(WORK / "home")}
-        ran = subprocess.run([str(self.tools / "measure"), *command], env=environment, stdin=subprocess.DEVNULL,
-                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=True)
-        seconds, written, peak, code = ran.stdout.split()
-        self.seconds, self.written, self.peak = float(seconds), int(written), int(peak) * 1024
-        if code != "0" or ran.stderr:
-            sys.exit(f"{command[0]} ended with {code}: {ran.stderr[:2000]}")
-
-
-def job(executable, action, parameters, paths):
-    """The command of a run over the paths. The job file is written before the clock starts."""
-    path = WORK / "job.json"
-    path.write_text(json.dumps({
-        "version": "1", "job": {"guid": "bench", "action_type": action, "action_parameters": parameters},
-        "files": [{"path": str(path)} for path in paths]}))
-    return [str(executable), str(path)]
-
-
-def progress(text):
-    print(text, file=sys.stderr, flush=True)
 
 
 # Samples
@@ -118,35 +88,7 @@ def measure_pictures(commands, samples, rounds):
     return found
 
 
-class table:
-    """The rows with their targets, and the verdict on each."""
-
-    def __init__(self):
-        self.rows = []
-
-    def add(self, work, to_reach, measured, reached):
-        self.rows.append((work, to_reach, measured, "yes" if reached else "NO"))
-
-    def add_ratio(self, work, whom, at_least, ratio):
-        self.add(work, f"at least {at_least:g} times {whom}", f"{ratio:.1f} times", ratio >= at_least)
-
-    def add_limit(self, work, below, value, unit):
-        self.add(work, f"below {below:g} {unit}", f"{value:.1f} {unit}", value < below)
-
-    def show(self):
-        head = ("work", "to reach", "measured", "reached")
-        widths = [max(len(row[column]) for row in [head, *self.rows]) for column in range(4)]
-        for row in [head, tuple("-" * width for width in widths), *self.rows]:
-            print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
-
-
-def median(measurements, what="seconds"):
-    return statistics.median(getattr(one, what) for one in measurements)
-
-
-def bench_pictures(options, results):
-    small = make_samples("1,000 JPEGs of 100 KB", 1000, 10, "420x315", 95)
-    large = make_samples("50 JPEGs of 8 MB", 50, 2, "4200x3150", 95)
+def bench_pictures(options, results, small, large):
     print("Pictures: files a second (median of the rounds), and KB that a file costs to write\n")
     columns = "{:<10} {:<24} {:<7} {:>14} {:>14} {:>14} {:>14} {:>10}"
     print(columns.format("work", "files", "", "program", "exiv2", "exiftool", "raw limit", "KB a file"))
@@ -226,6 +168,7 @@ def main():
     parser.add_argument("--executable", type=pathlib.Path, required=True)
     parser.add_argument("--tools", type=pathlib.Path, required=True, help="where log_lines, measure and raw_limits stand")
     parser.add_argument("--rounds", type=int, default=3)
+    parser.add_argument("parts", nargs="*", help="pictures, skipped, empty, organizing; all of them by default")
     options = parser.parse_args()
     options.executable = options.executable.resolve()
     options.tools = measurement.tools = options.tools.resolve()
@@ -240,9 +183,14 @@ tags:   exiv2 -M"add Xmp.dc.subject XmpBag beach" FILES, exiftool -q -overwrite_
 raw limit: first, reading each file and writing its bytes to a new one; changed, 2 KB written in place
 """)
     results = table()
-    bench_pictures(options, results)
-    bench_skipped_items(options, results)
-    bench_empty_job(options, results)
+    small = make_samples("1,000 JPEGs of 100 KB", 1000, 10, "420x315", 95)
+    large = make_samples("50 JPEGs of 8 MB", 50, 2, "4200x3150", 95)
+    parts = {"pictures": lambda: bench_pictures(options, results, small, large),
+             "skipped": lambda: bench_skipped_items(options, results),
+             "empty": lambda: bench_empty_job(options, results),
+             "organizing": lambda: organizing.bench(options, results, small, large)}
+    for name in options.parts or parts:
+        parts[name]()
     results.show()
     shutil.rmtree(WORK)
 
