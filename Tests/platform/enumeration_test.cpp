@@ -9,6 +9,7 @@
 
 #include "platform/machine.h"
 #include "support/contract_machines.h"
+#include "support/native_capabilities.h"
 #include "support/native_files.h"
 #include "support/scratch_folder.h"
 #include "text/paths.h"
@@ -116,6 +117,13 @@ TEST_P(enumeration, a_missing_folder_is_path_not_found) {
 TEST_P(enumeration, a_file_has_no_entries) {
   put_file(scratch_ / L"a.txt", "");
   const auto none = [](const platform::directory_entry&) { FAIL(); };
+  EXPECT_NE(files_.enumerate(scratch_ / L"a.txt", none), win32_error::success);
+}
+
+TEST_P(enumeration, a_file_in_a_folders_place_is_told_by_its_code) {
+  REQUIRE_CAPABILITY(not_a_folder_code);
+  put_file(scratch_ / L"a.txt", "");
+  const auto none = [](const platform::directory_entry&) {};
   EXPECT_EQ(files_.enumerate(scratch_ / L"a.txt", none), win32_error::directory);
 }
 

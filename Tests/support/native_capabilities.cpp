@@ -35,6 +35,7 @@ constexpr std::array gaps = {
     gap{native_kind::wine, capability::harmless_image_opening,
         "Wine empties or makes an image that it opens for writing"},
     gap{native_kind::wine, capability::property_stores, "Wine has no property handlers and no property sets of files"},
+    gap{native_kind::wine, capability::not_a_folder_code, "Wine finds fault with the name of the entries instead"},
     gap{native_kind::wine, capability::long_profile_paths, "Wine takes no long path for an INI file"},
     gap{native_kind::wine, capability::known_error_texts, "Wine lacks some messages and words others in its own way"},
 };

@@ -15,6 +15,7 @@ enum class capability : std::uint8_t {
   forbidden_characters,    ///< a name with "*" can't exist
   harmless_image_opening,  ///< an image that can't be opened for writing stays as it is
   property_stores,         ///< property handlers and property sets of files
+  not_a_folder_code,       ///< a file in a folder's place has an error of its own when its entries are asked for
   long_profile_paths,      ///< INI files with a path over 260 characters
   known_error_texts,       ///< the system's messages are worded as Windows words them
 };

@@ -182,6 +182,8 @@ win32_error file_system::remove_directory(const std::wstring& path) {
 }
 
 win32_error file_system::enumerate(const std::wstring& folder, const entry_visitor& visit) {
+  // The system would take the pattern alone for the current folder.
+  if (folder.empty()) return win32_error::path_not_found;
   WIN32_FIND_DATAW data = {};
   const find_handle search(FindFirstFileExW(file_call_path(paths::join(folder, L"*")).c_str(), FindExInfoBasic, &data,
                                             FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
