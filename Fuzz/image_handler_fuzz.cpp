@@ -1,6 +1,7 @@
 // The image handler on bytes from outside. The first byte chooses the container and the change; whatever the rest is,
 // an image that opens can be changed, gives the new values back, changes back, and keeps everything else.
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -9,8 +10,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/host/current_bias.h"
 #include "platform/host/image/image_bytes.h"
 #include "platform/host/image/image_metadata.h"
+#include "platform/host/image/photo_facts.h"
 
 namespace {
 
@@ -52,6 +55,21 @@ struct change_result {
   std::string bytes;
   bool done = false;
 };
+
+// Whatever the bytes say, a date is one of the calendar and an angle one of the globe.
+void require_sound_facts(const std::string& bytes, unsigned kind) {
+  memory_source source(bytes);
+  const auto container = open_kind(kind, source);
+  if (!container) return;
+  if (const auto date = read_date_taken(container->blocks())) require(bool(local_from_file_time(*date)));
+  for (const gps_axis axis : {gps_axis::latitude, gps_axis::longitude}) {
+    const auto angle = read_angle(container->blocks(), axis);
+    if (!angle) continue;
+    require(std::fabs(angle->decimal()) <= (axis == gps_axis::latitude ? 90 : 180));
+    require(std::all_of(angle->parts.begin(), angle->parts.end(), [](double part) { return part >= 0; }));
+    require(angle->reference.size() == 1);
+  }
+}
 
 // The new values have to be read back, and a second time there is nothing to do.
 change_result change_and_check(const std::string& bytes, unsigned kind, const image_change& change) {
@@ -222,6 +240,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string bytes(data + 1, data + size);
   if (kind == 1) bytes = with_right_checksums(std::move(bytes));
 
+  require_sound_facts(bytes, kind);
   const wide_strings tags{L"a tag", L"\u00e9t\u00e9 <&>", L"\u0444"};
   const change_result rated = change_and_check(bytes, kind, {75, {}});
   if (!rated.done) return 0;
