@@ -85,6 +85,7 @@ TEST(paths, relative_is_the_way_from_one_place_to_another) {
   EXPECT_EQ(paths::relative(LR"(C:\Photos\.\x\..\a)", LR"(C:\Photos)"), L"a");
   EXPECT_EQ(paths::relative(LR"(C:\Photos\..\..\a)", LR"(C:\)"), L"a");
   EXPECT_EQ(paths::relative(LR"(c:\photos\A)", LR"(C:\Photos)"), L"A");
+  EXPECT_EQ(paths::relative(LR"(\\server\a\x\y)", LR"(\\Server\A\z)"), LR"(..\x\y)");
   EXPECT_EQ(paths::relative(L"/Home/a", L"/home"), LR"(..\Home\a)");
   EXPECT_EQ(paths::relative(LR"(C:\Photos\)", LR"(C:\Photos)"), L".");
   EXPECT_EQ(paths::relative(L"..\\a", L"b"), LR"(..\..\a)");
@@ -93,6 +94,9 @@ TEST(paths, relative_is_the_way_from_one_place_to_another) {
 TEST(paths, relative_is_nothing_between_different_roots) {
   EXPECT_EQ(paths::relative(LR"(D:\a)", LR"(C:\a)"), L"");
   EXPECT_EQ(paths::relative(LR"(\\server\a)", LR"(C:\a)"), L"");
+  EXPECT_EQ(paths::relative(LR"(\\server\a\x)", LR"(\\server\b\x)"), L"");
+  EXPECT_EQ(paths::relative(LR"(\\server\a\x)", LR"(\\server)"), L"");
+  EXPECT_EQ(paths::relative(LR"(\\?\D:\x)", LR"(\\?\C:\x)"), L"");
   EXPECT_EQ(paths::relative(L"a", L"/a"), L"");
 }
 

@@ -132,6 +132,9 @@ std::wstring relative(std::wstring_view path, std::wstring_view base) {
   const auto same = [case_counts = path_root.empty()](std::wstring_view a, std::wstring_view b) {
     return case_counts ? a == b : text::equal_ignoring_case(a, b);
   };
+  // No way leads out of a share: the system takes none of a path's ".." above it.
+  const bool is_on_share = path_root.size() > 2;
+  if (is_on_share && (from.empty() || to.empty() || !same(from.front(), to.front()))) return {};
   const auto [base_rest, path_rest] = std::mismatch(from.begin(), from.end(), to.begin(), to.end(), same);
   std::wstring way;
   const auto add = [&way](std::wstring_view name) {

@@ -40,8 +40,9 @@ namespace paths {
 [[nodiscard]] std::wstring resolve(std::wstring_view base, std::wstring_view part);
 
 /// The way from `base` to `path`, both taken as they are spelled, without "." and ".." in them: "a\b", "..\c", or "."
-/// for the same place. Nothing when the two stand under different roots, or when only one of them has one. Names under
-/// a drive or a share compare without regard to case. Backslashes separate, on every machine.
+/// for the same place. Nothing when the two stand under different roots or on different shares, or when only one of
+/// them has a root. Names under a drive or a share compare without regard to case. Backslashes separate, on every
+/// machine.
 [[nodiscard]] std::wstring relative(std::wstring_view path, std::wstring_view base);
 
 }  // namespace paths
