@@ -1,5 +1,7 @@
 #include "organize/moving.h"
 
+#include <utility>
+
 #include "platform/machine.h"
 #include "text/conversions.h"
 #include "text/format.h"
@@ -14,6 +16,11 @@ constexpr int highest_number = 1000;
 }  // namespace
 
 bool is_there(const std::wstring& path) { return platform::current().files.kind(path).has_value(); }
+
+bool stays_inside(std::wstring_view folder, std::wstring_view path) {
+  const std::wstring way = paths::relative(paths::resolve(folder, path), folder);
+  return !way.empty() && way != L"." && way != L".." && !way.starts_with(LR"(..\)");
+}
 
 std::wstring numbered_path(std::wstring_view folder, std::wstring_view name, int number) {
   // Of the whole path: a name may begin like a drive, "a:b.jpg".
@@ -30,15 +37,15 @@ std::optional<std::wstring> find_free_path(std::wstring_view folder, std::wstrin
   return path;
 }
 
-platform::win32_error move_recordably(const std::wstring& from, const std::wstring& to) {
-  if (!text::is_unicode(from) || !text::is_unicode(to)) return platform::win32_error::invalid_name;
-  return platform::current().files.move_file(from, to);
-}
-
-void record_move(undo_journal& journal, const std::wstring& from, const std::wstring& to) {
-  platform::current().shell.notify_of_rename(from, to);
+platform::win32_error move_and_record(undo_journal& journal, const std::wstring& from, const std::wstring& to) {
   const std::wstring relative = paths::relative(to, journal.folder);
-  journal.moves.push_back({std::wstring(paths::file_name(from)), relative.empty() ? to : relative});
+  journal_move move = {std::wstring(paths::file_name(from)), relative.empty() ? to : relative};
+  if (!text::is_unicode(move.from) || !text::is_unicode(move.to)) return platform::win32_error::invalid_name;
+  const platform::win32_error moved = platform::current().files.move_file(from, to);
+  if (!succeeded(moved)) return moved;
+  platform::current().shell.notify_of_rename(from, to);
+  journal.moves.push_back(std::move(move));
+  return moved;
 }
 
 void tell_shell(const std::set<std::wstring>& touched_folders, const std::wstring& folder) {

@@ -58,11 +58,10 @@ void move_to_subfolder(type_run& run, const std::wstring& file) {
     throw formatted_runtime_error(text::format(L"Unable to find a free name for '{}' in '{}'", name, subfolder));
   }
   // No second attempt: what is in use now is left for another run.
-  if (const win32_error moved = move_recordably(file, *target); !succeeded(moved)) {
+  if (const win32_error moved = move_and_record(run.journal, file, *target); !succeeded(moved)) {
     throw formatted_runtime_error(text::format(L"Failed to move '{}' ({})", name, text::system_error_text(moved)));
   }
   run.touched_folders.insert(subfolder);
-  record_move(run.journal, file, *target);
   ++run.moved;
 }
 

@@ -60,13 +60,24 @@ std::wstring target_folder_of(const photo_run& run, const photo_fields& fields) 
   return rendered.empty() ? folder : paths::resolve(folder, rendered);
 }
 
+// With the share's name: no file call finds a server alone.
+std::wstring root_of_place(std::wstring_view path) {
+  std::size_t length = paths::root(path).size();
+  const bool is_on_share = paths::root_name(path).size() > 2;
+  for (const bool in_name : {true, false}) {
+    while (is_on_share && length < path.size() && paths::is_separator(path[length]) != in_name)
+      ++length;
+  }
+  return std::wstring(path.substr(0, length));
+}
+
 // Once, by the first photo: asks before the run leaves for a folder of another place. False when the user declines.
 bool probe_placement(const photo_run& run, batch_processor::batch_processor_callbacks& callbacks,
                      const std::wstring& first_photo) {
   if (run.placement.empty()) return true;
   const std::wstring rendered = render_pattern(run.placement, read_photo_fields(first_photo));
   if (!paths::is_absolute_beside(run.journal.folder, rendered)) return true;
-  const std::wstring root(paths::root(rendered));
+  const std::wstring root = root_of_place(rendered);
   if (!root.empty() && !is_there(root)) {
     throw formatted_runtime_error(text::format(L"Placement pattern root '{}' is not currently available.", root));
   }
@@ -109,10 +120,10 @@ bool is_in_use(win32_error error) {
   return error == win32_error::sharing_violation || error == win32_error::lock_violation;
 }
 
-win32_error move_patiently(const std::wstring& from, const std::wstring& to) {
+win32_error move_patiently(undo_journal& journal, const std::wstring& from, const std::wstring& to) {
   win32_error moved = win32_error::success;
   for (int attempt = 0; attempt < move_attempts; ++attempt) {
-    moved = move_recordably(from, to);
+    moved = move_and_record(journal, from, to);
     if (!is_in_use(moved)) break;
     // After the last attempt as well, on purpose: it gives the next photo the same chance.
     platform::current().clock.sleep(move_pause);
@@ -134,12 +145,10 @@ void move_sidecar(photo_run& run, const std::wstring& sidecar, const std::wstrin
                  "Organize folder (Photos): skipping sidecar '{}', a file already exists at the destination", name);
     return;
   }
-  if (const win32_error moved = move_recordably(sidecar, target); !succeeded(moved)) {
+  if (const win32_error moved = move_and_record(run.journal, sidecar, target); !succeeded(moved)) {
     logging::log(level::warning, "Organize folder (Photos): failed to move sidecar '{}' ({})", name,
                  text::system_error_text(moved));
-    return;
   }
-  record_move(run.journal, sidecar, target);
 }
 
 void organize_photo(photo_run& run, const std::wstring& photo) {
@@ -160,12 +169,14 @@ void organize_photo(photo_run& run, const std::wstring& photo) {
                  *target);
     return;
   }
-  if (const win32_error moved = move_patiently(photo, *target); !succeeded(moved)) {
+  // Names come out of photos, which come from anywhere: none leads its photo out of its folder.
+  const win32_error moved =
+      stays_inside(target_folder, *target) ? move_patiently(run.journal, photo, *target) : win32_error::invalid_name;
+  if (!succeeded(moved)) {
     if (is_in_use(moved)) ++run.in_use;
     throw formatted_runtime_error(text::format(L"Failed to move '{}' ({})", name, text::system_error_text(moved)));
   }
   run.touched_folders.insert(target_folder);
-  record_move(run.journal, photo, *target);
   for (const std::wstring& sidecar : find_sidecars(photo))
     move_sidecar(run, sidecar, *target);
   ++run.moved;

@@ -31,13 +31,6 @@ struct undo_run {
   std::size_t skipped = 0;
 };
 
-// A journal is only text in a folder: one that somebody else wrote mustn't reach out of it, but for the files that a
-// placement put elsewhere.
-bool stays_inside(const std::wstring& folder, std::wstring_view part) {
-  const std::wstring way = paths::relative(paths::resolve(folder, part), folder);
-  return !way.empty() && way != L"." && way != L".." && !way.starts_with(LR"(..\)");
-}
-
 // The last candidate isn't looked at: the move, which never replaces anything, decides.
 std::wstring free_back_path(const std::wstring& folder, const std::wstring& from) {
   std::wstring back = paths::resolve(folder, from);
@@ -54,6 +47,8 @@ void restore(undo_run& run, const journal_move& move) {
     logging::log(level::info, "Undo organize: '{}' no longer exists, skipping", current);
     return;
   }
+  // A journal is only text in a folder: one that somebody else wrote mustn't reach out of it, but for the files that a
+  // placement put elsewhere.
   const bool is_ours = stays_inside(run.folder, move.from);
   const std::wstring back = is_ours ? free_back_path(run.folder, move.from) : std::wstring();
   const win32_error moved = is_ours ? machine.files.move_file(current, back) : win32_error::invalid_name;
