@@ -180,6 +180,16 @@ TEST_F(organize_by_type, leaves_a_name_that_the_journal_cannot_hold) {
               testing::Contains(HasSubstr("ERROR] Organize folder: Failed to move 'a\xef\xbf\xbd.txt' (")));
 }
 
+// Only what the journal has to hold counts, and that is relative to the folder.
+TEST_F(organize_by_type, organizes_a_folder_whose_own_path_has_no_unicode_text) {
+  const std::wstring other = L"C:\\F\xdc80";
+  machine.write_file(other + L"\\a.txt", "a");
+  organize_folder(context, other, L"by_type");
+  EXPECT_EQ(machine.read_file(other + L"\\Documents\\a.txt"), "a");
+  EXPECT_THAT(read_journal(other + L"\\qb_organize_undo.json").moves,
+              ElementsAre(journal_move{L"a.txt", LR"(Documents\a.txt)"}));
+}
+
 // --- what fails
 
 TEST_F(organize_by_type, refuses_a_scheme_that_it_does_not_know) {

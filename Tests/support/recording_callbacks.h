@@ -17,6 +17,7 @@ class recording_callbacks final : public quill_box::batch_processor::batch_proce
   std::vector<int> percents;       ///< of set_progress
   std::size_t said_at_first_percent = 0;
   bool tick_all_current_items = false;  ///< the answer of report_error
+  bool let_create_folders = true;       ///< the answer of confirm_create_folder
   int cancel_at_question = 0;           ///< is_cancelled says yes from this call on (1 is the first); 0 never
   int paused_questions = 0;             ///< is_paused says yes so many times
   std::function<void()> on_error;       ///< runs inside report_error
@@ -38,7 +39,7 @@ class recording_callbacks final : public quill_box::batch_processor::batch_proce
   }
   bool confirm_create_folder(const std::wstring& path) override {
     said.push_back(text::format(L"create {}?", path));
-    return true;
+    return let_create_folders;
   }
   void report_unexpected_action() override { said.emplace_back(L"unexpected action"); }
   void report_autotag_components_missing() override {
