@@ -171,7 +171,7 @@ void organize_photo(photo_run& run, const std::wstring& photo) {
   }
   // Names come out of photos, which come from anywhere: none leads its photo out of its folder.
   const win32_error moved =
-      stays_inside(target_folder, *target) ? move_patiently(run.journal, photo, *target) : win32_error::invalid_name;
+      stays_inside(target_folder, new_name) ? move_patiently(run.journal, photo, *target) : win32_error::invalid_name;
   if (!succeeded(moved)) {
     if (is_in_use(moved)) ++run.in_use;
     throw formatted_runtime_error(text::format(L"Failed to move '{}' ({})", name, text::system_error_text(moved)));
