@@ -283,7 +283,7 @@ TEST_F(organize_by_photos, on_a_missing_drive_all_stay) {
 TEST_F(organize_by_photos, on_a_missing_share_all_stay) {
   put_photos(2);
   use_patterns("<Original Filename>", R"(\\nas\photos\<Date>)");
-  EXPECT_EQ(failure(), R"(Placement pattern root '\\nas\photos\' is not currently available.)");
+  EXPECT_EQ(failure(), R"(Placement pattern root '\\nas\' is not currently available.)");
   EXPECT_EQ(files().size(), 2U);
 }
 

@@ -60,8 +60,8 @@ std::wstring target_folder_of(const photo_run& run, const photo_fields& fields) 
   return rendered.empty() ? folder : paths::resolve(folder, rendered);
 }
 
-// With the share's name: no file call finds a server alone.
-std::wstring root_of_place(std::wstring_view path) {
+// What can be looked for of a root: of a server its share too, since no file call finds a server alone.
+std::wstring root_to_look_for(std::wstring_view path) {
   std::size_t length = paths::root(path).size();
   const bool is_on_share = paths::root_name(path).size() > 2;
   for (const bool in_name : {true, false}) {
@@ -77,8 +77,8 @@ bool probe_placement(const photo_run& run, batch_processor::batch_processor_call
   if (run.placement.empty()) return true;
   const std::wstring rendered = render_pattern(run.placement, read_photo_fields(first_photo));
   if (!paths::is_absolute_beside(run.journal.folder, rendered)) return true;
-  const std::wstring root = root_of_place(rendered);
-  if (!root.empty() && !is_there(root)) {
+  const std::wstring_view root = paths::root(rendered);
+  if (!root.empty() && !is_there(root_to_look_for(rendered))) {
     throw formatted_runtime_error(text::format(L"Placement pattern root '{}' is not currently available.", root));
   }
   if (is_there(rendered) || callbacks.confirm_create_folder(rendered)) return true;
