@@ -18,5 +18,6 @@ if(BATCH_PROCESSOR_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 if(BATCH_PROCESSOR_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_compile_options(-fsanitize=fuzzer-no-link
+                      -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/sanitizer_ignores.txt)
 endif()
