@@ -171,6 +171,21 @@ TEST_F(organize_by_type, fails_a_file_whose_folder_is_a_file) {
   EXPECT_THAT(files(), UnorderedElementsAre(L"a.txt", LR"(Other\documents)"));
 }
 
+TEST_F(organize_by_type, ends_in_a_folder_that_vanishes_in_the_middle) {
+  put_all(3);
+  machine.calls.before("move_file", 2, [this] {
+    for (const auto& entry : machine.disk.below(folder))
+      machine.disk.remove(entry);
+    machine.disk.remove(*machine.disk.find(folder));
+  });
+  EXPECT_EQ(failure(), "2 of 3 files could not be moved. See the log for details.");
+  EXPECT_FALSE(machine.exists(folder));
+  EXPECT_THAT(
+      machine.log_lines(),
+      testing::Contains("[WARNING] Organize folder: failed to write undo journal for C:\\Photos: Failed to write "
+                        "undo journal"));
+}
+
 TEST_F(organize_by_type, leaves_a_name_that_the_journal_cannot_hold) {
   const std::wstring name = L"a\xdc80.txt";
   put(name);

@@ -123,3 +123,37 @@ class full_disk(scenario):
         self.assertLess(outcome.exit_code, 0)
         self.assertIn("create_directories: There is not enough space on the disk.", outcome.standard_error)
         self.assertNotIn("user.baloo.rating", os.listxattr(path))
+
+    def test_organizing_on_a_full_disk(self):
+        photos = self.disk / "photos"
+        photos.mkdir()
+        names = {f"{number:03}.{('jpg', 'txt', 'mp3', 'zip')[number % 4]}" for number in range(400)}
+        for name in names:
+            (photos / name).write_text(name)
+        self.fill()
+
+        def run(action, parameters):
+            job = self.folder / "job.json"
+            job.write_text(json.dumps(job_document(action, parameters, [str(photos)])))
+            outcome = self.run_program(job)
+            self.assertEqual(outcome.exit_code, 0)
+            return outcome
+
+        def places():
+            found = {path.read_text(): path for path in photos.rglob("*.*") if path.name in names}
+            self.assertEqual(set(found), names)
+            return found
+
+        outcome = run("organize_folder", "by_type")
+        moved = {name for name, path in places().items() if path.parent != photos}
+        journal = photos / "qb_organize_undo.json"
+        if journal.exists():
+            self.assertEqual({move["from"] for move in json.loads(journal.read_bytes())["moves"]}, moved)
+        elif moved:
+            self.assertTrue(any("failed to write undo journal" in message for _, message in self.log()), self.log())
+        if moved != names:
+            self.assertIn(f"{len(names) - len(moved)} of {len(names)} files could not be moved", outcome.standard_error)
+
+        (self.disk / "filler").unlink()
+        run("organize_folder", "by_type")
+        self.assertTrue(all(path.parent != photos for path in places().values()))

@@ -1,8 +1,10 @@
 """Folders are organized, by type and by the photos' own values, and undone, as whole jobs on files of the disk."""
+import fcntl
 import json
 import os
 import pathlib
 import shutil
+import threading
 import time
 
 from support import pictures, texts
@@ -385,6 +387,34 @@ class by_photo_patterns(organizing):
             if folders not in seen:
                 seen.append(folders)
         return seen
+
+
+class photos_in_use(organizing):
+    """A file that another program has locked is waited for, for a moment: it can be read and not be moved."""
+
+    def setUp(self):
+        super().setUp()
+        self.only_on("host", "the unit tests lock files on Windows' terms")
+        self.use_settings(photoPlacementPattern="Sorted<Nothing>", photoNamingPattern="<Original Filename>")
+        self.put("a.jpg", "b.jpg")
+        self.lock = open(self.photos / "a.jpg", "rb")
+        self.addCleanup(self.lock.close)
+        fcntl.flock(self.lock, fcntl.LOCK_SH)
+
+    def test_for_a_moment(self):
+        unlocking = threading.Timer(0.5, lambda: fcntl.flock(self.lock, fcntl.LOCK_UN))
+        unlocking.start()
+        self.assert_no_problem(self.organize("photos_pattern"))
+        unlocking.join()
+        self.assertEqual(self.names(), ["Sorted/a.jpg", "Sorted/b.jpg"])
+
+    def test_for_ever(self):
+        outcome = self.organize("photos_pattern")
+        self.assert_told(outcome, "1 of 2 files could not be organized: 1 still in use by another process (a fresh import "
+                                  "still settling, cloud sync, antivirus, or search indexing -- usually clears on its "
+                                  "own; try again in a moment).")
+        self.assertEqual(self.names(), ["Sorted/b.jpg", "a.jpg"])
+        self.assertEqual(self.moves(), {"b.jpg": r"Sorted\b.jpg"})
 
 
 class another_file_system(organizing):
