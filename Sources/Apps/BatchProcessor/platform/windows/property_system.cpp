@@ -27,7 +27,7 @@ class wrapped_storage final : public property_set_storage {
 
   storage_result<std::unique_ptr<property_store>> create_store(store_access access) override {
     com_reference<IPropertyStore> store;
-      const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(storage_.get(), static_cast<DWORD>(access),
+    const hresult made = outcome(PSCreatePropertyStoreFromPropertySetStorage(storage_.get(), static_cast<DWORD>(access),
                                                                              store.identifier(), store.put_untyped()));
     if (!succeeded(made)) return failure_with_last_error(made);
     return wrap(std::move(store));
