@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import shutil
+import subprocess
 import tempfile
 import unittest
 
@@ -58,7 +59,12 @@ class scenario(unittest.TestCase):
         return self.write("job.json", content)
 
     def run_program(self, *arguments, **options):
-        return self.machine.run(*arguments, **options)
+        try:
+            return self.machine.run(*arguments, **options)
+        except subprocess.TimeoutExpired as hanging:
+            # Whether the program had begun tells its own hang from one of Wine's start.
+            self.fail(f"no end within {hanging.timeout} seconds; it wrote {hanging.stderr!r} and logged "
+                      f"{logs.read(self.machine.logs)}")
 
     def run_job(self, action, parameters="", paths=(), **options):
         """A whole run of one job, which must end in the usual way: exit code 0, and no job file left."""
