@@ -444,7 +444,7 @@ TEST_F(people_regions, a_lack_of_memory_for_the_names_leaves_the_sidecar) {
 
 TEST_F(people_regions, a_sidecar_that_is_too_large_is_not_written_over) {
   machine.calls.refuse("open_property_set_storage", picture, hresult::storage_access_denied);
-  machine.write_file(picture_sidecar, std::string(314'572'801, ' '));
+  machine.write_file(picture_sidecar, "").content.resize(314'572'801, ' ');
   EXPECT_FALSE(write_regions_sidecar(picture, region_list{anna}, {}));
   EXPECT_EQ(machine.entry(picture_sidecar).content.size(), 314'572'801U);
 }

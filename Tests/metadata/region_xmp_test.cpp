@@ -212,7 +212,7 @@ TEST(parse_region_info, reads_back_what_was_built) {
 }
 
 TEST(parse_region_info, reads_it_among_any_bytes) {
-  EXPECT_EQ(parsed("\xff\xd8 <rdf:li>\0" + block_of_two + std::string("<rdf:li>\0\xff\xd9", 11)),
+  EXPECT_EQ(parsed(std::string("\xff\xd8 <rdf:li>\0", 12) + block_of_two + std::string("<rdf:li>\0\xff\xd9", 11)),
             (region_list{anna, bob}));
 }
 

@@ -92,7 +92,7 @@ std::string value_text(const platform::property_value& value) {
         using type = std::decay_t<decltype(held)>;
         if constexpr (std::is_same_v<type, std::monostate>) {
           return "empty";
-        } else if constexpr (std::is_same_v<type, std::uint32_t>) {
+        } else if constexpr (std::is_same_v<type, std::uint32_t> || std::is_same_v<type, double>) {
           return text::format("{}", held);
         } else if constexpr (std::is_same_v<type, std::int32_t>) {
           return text::format("int {}", held);
@@ -102,12 +102,8 @@ std::string value_text(const platform::property_value& value) {
           return text::format("\"{}\"", text::utf8_from_wide(held));
         } else if constexpr (std::is_same_v<type, platform::other_type>) {
           return text::format("type {}", held.type);
-        } else if constexpr (std::is_same_v<type, double>) {
-          return text::format("{}", held);
         } else if constexpr (std::is_same_v<type, platform::time_value>) {
           return text::format("time {}", held.time);
-        } else if constexpr (std::is_same_v<type, std::vector<double>>) {
-          return list_text(held);
         } else {
           return list_text(held);
         }

@@ -112,6 +112,7 @@ bool write_names_to_property_set(const std::wstring& path, std::span<const peopl
       if (!region.name.empty()) sorted.emplace(text::utf16_from_wide(region.name), region.name);
     }
     std::vector<std::wstring> names;
+    names.reserve(sorted.size());
     for (const auto& [units, name] : sorted)
       names.push_back(name);
     return write_property_to_ntfs_set(path, platform::people_names_key, names);

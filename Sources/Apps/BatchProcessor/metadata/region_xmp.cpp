@@ -59,29 +59,26 @@ void append_head(std::string& block) {
 
 // The corner and the size.
 void append_microsoft_region(std::string& block, const people_region& region) {
-  append(block, {"      <rdf:li rdf:parseType=\"Resource\">\n"
-                 "       <MPReg:Rectangle>",
-                 fraction_text(region.x), ", ", fraction_text(region.y), ", ", fraction_text(region.w), ", ",
-                 fraction_text(region.h),
-                 "</MPReg:Rectangle>\n"
-                 "       <MPReg:PersonDisplayName>",
-                 xml_escape(text::utf8_from_wide(region.name)),
-                 "</MPReg:PersonDisplayName>\n"
-                 "      </rdf:li>\n"});
+  block += text::format(
+      "      <rdf:li rdf:parseType=\"Resource\">\n"
+      "       <MPReg:Rectangle>{}, {}, {}, {}</MPReg:Rectangle>\n"
+      "       <MPReg:PersonDisplayName>{}</MPReg:PersonDisplayName>\n"
+      "      </rdf:li>\n",
+      fraction_text(region.x), fraction_text(region.y), fraction_text(region.w), fraction_text(region.h),
+      xml_escape(text::utf8_from_wide(region.name)));
 }
 
 // The centre and the size.
 void append_working_group_region(std::string& block, const people_region& region) {
-  append(block, {"      <rdf:li rdf:parseType=\"Resource\">\n"
-                 "       <mwg-rs:Name>",
-                 xml_escape(text::utf8_from_wide(region.name)),
-                 "</mwg-rs:Name>\n"
-                 "       <mwg-rs:Type>Face</mwg-rs:Type>\n"
-                 "       <mwg-rs:Area stArea:x=\"",
-                 fraction_text(region.x + region.w * 0.5), "\" stArea:y=\"", fraction_text(region.y + region.h * 0.5),
-                 "\" stArea:w=\"", fraction_text(region.w), "\" stArea:h=\"", fraction_text(region.h),
-                 "\" stArea:unit=\"normalized\"/>\n"
-                 "      </rdf:li>\n"});
+  block += text::format(
+      "      <rdf:li rdf:parseType=\"Resource\">\n"
+      "       <mwg-rs:Name>{}</mwg-rs:Name>\n"
+      "       <mwg-rs:Type>Face</mwg-rs:Type>\n"
+      "       <mwg-rs:Area stArea:x=\"{}\" stArea:y=\"{}\" stArea:w=\"{}\" stArea:h=\"{}\" "
+      "stArea:unit=\"normalized\"/>\n"
+      "      </rdf:li>\n",
+      xml_escape(text::utf8_from_wide(region.name)), fraction_text(region.x + region.w * 0.5),
+      fraction_text(region.y + region.h * 0.5), fraction_text(region.w), fraction_text(region.h));
 }
 
 void append_regions(std::string& block, std::span<const people_region> regions,

@@ -200,7 +200,7 @@ TEST_P(photos, keep_date_and_position_when_they_are_rated_and_tagged) {
 class photo_fields_on_the_host : public testing::Test {
  protected:
   [[nodiscard]] std::string photo(std::string_view name) const {
-    const std::string path = folder_.path(name);
+    std::string path = folder_.path(name);
     output_of("convert -size 64x48 gradient:red-blue '" + path + "'");
     return path;
   }
