@@ -203,13 +203,15 @@ class by_type(organizing):
         self.assertEqual((after.st_ino, after.st_mtime_ns, after.st_mode), (before.st_ino, before.st_mtime_ns,
                                                                             before.st_mode))
 
-    def test_ten_thousand_files(self):
-        names = [f"{number:05}.{('jpg', 'txt', 'mp3', 'xyz')[number % 4]}" for number in range(10_000)]
+    def test_many_files(self):
+        # Wine reads the whole folder for each name that it doesn't find as it is spelled.
+        count = {"host": 10_000, "windows": 2_000}[self.machine.name]
+        names = [f"{number:05}.{('jpg', 'txt', 'mp3', 'xyz')[number % 4]}" for number in range(count)]
         for name in names:
             (self.photos / name).touch()
         self.assert_no_problem(self.organize())
         self.assertEqual(self.folders(), ["Documents", "Images", "Music", "Other"])
-        self.assertEqual(len(self.moves()), 10_000)
+        self.assertEqual(len(self.moves()), count)
         self.assert_no_problem(self.undo())
         self.assertEqual(sorted(os.listdir(self.photos)), names)
 

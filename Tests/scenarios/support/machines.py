@@ -7,6 +7,7 @@ import dataclasses
 import os
 import pathlib
 import subprocess
+import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 FAMILY = pathlib.Path("Larkspur Forge LLC", "Tessel Works Kit")
@@ -46,10 +47,15 @@ class machine:
         self.data.mkdir()
 
     def run(self, *arguments, seconds=SECONDS_FOR_ONE_RUN, **changes):
-        """Runs the program without a terminal and waits for it, and for every process that holds its streams."""
-        ran = subprocess.run(self.command(*arguments), env=self.environment(**changes), stdin=subprocess.DEVNULL,
-                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=seconds)
+        """Runs the program without a terminal and waits for it, and on the host for every process that holds its
+        streams."""
+        ran = self.completed(self.command(*arguments), env=self.environment(**changes), stdin=subprocess.DEVNULL,
+                             timeout=seconds)
         return outcome(ran.returncode, self.text(ran.stdout), self.text(ran.stderr))
+
+    @staticmethod
+    def completed(command, **options):
+        return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
 
     @staticmethod
     def text(data):
@@ -76,6 +82,21 @@ class host_machine(machine):
 class windows_machine(machine):
     """Windows, as Wine has it: drive Z: is the root of this machine."""
     name = "windows"
+
+    @staticmethod
+    def completed(command, **options):
+        """Waits for the program alone. Wine's desktop process comes with the first window, and holds the streams of the
+        program that it came with for as long as any program runs: the end of a pipe can be minutes away."""
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as error:
+            def written(stream):
+                stream.seek(0)
+                return stream.read()
+            try:
+                ran = subprocess.run(command, stdout=output, stderr=error, **options)
+            except subprocess.TimeoutExpired as hanging:
+                hanging.stderr = written(error)
+                raise
+            return subprocess.CompletedProcess(command, ran.returncode, written(output), written(error))
 
     def command(self, *arguments):
         return [str(ROOT / "scripts" / "wine_run"), str(self.executable), *map(str, arguments)]
