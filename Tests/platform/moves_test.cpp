@@ -9,6 +9,7 @@
 #include "support/native_capabilities.h"
 #include "support/native_files.h"
 #include "support/scratch_folder.h"
+#include "text/conversions.h"
 #include "text/paths.h"
 
 namespace {
@@ -116,6 +117,22 @@ TEST_P(moves, a_name_that_cant_exist_is_invalid_name) {
   put_file(old_path_, "content");
   EXPECT_EQ(files_.move_file(old_path_, scratch_ / L"a*b.txt"), win32_error::invalid_name);
   EXPECT_EQ(content_of(old_path_), "content");
+}
+
+TEST_P(moves, a_name_is_taken_to_the_letter) {
+  const std::wstring folder = scratch_ / L"Washington, D.C.";
+  make_folder(folder);
+  for (const auto* name : {L"a.txt", L"a.txt.", L"a.txt ", L"a.txt. .", L"CON.jpg", L"nul"}) {
+    const std::wstring from = scratch_ / name;
+    const std::wstring to = paths::join(folder, name);
+    const std::string content = "of " + text::utf8_from_wide(name);
+    put_file(from, content);
+    EXPECT_EQ(files_.move_file(from, to), win32_error::success) << content;
+    EXPECT_FALSE(is_there(from)) << content;
+    EXPECT_EQ(content_of(to), content);
+  }
+  EXPECT_EQ(content_of(paths::join(folder, L"a.txt")), "of a.txt");
+  EXPECT_FALSE(is_there(scratch_ / L"Washington, D.C"));
 }
 
 TEST_P(moves, a_directory_moves_with_all_that_is_in_it) {

@@ -98,6 +98,17 @@ class by_type(organizing):
         self.assertEqual(self.names(), ["a.jpg", "b.jpg"])
         self.assertEqual(self.folders(), [])
 
+    def test_names_that_end_in_a_dot_or_a_blank_are_their_own(self):
+        self.put("a.txt", "a.txt.", "a.txt ", "CON.txt")
+        self.use_settings(categories=[{"name": "D.C.", "enabled": True, "extensions": ["txt"]}])
+        before = self.files()
+        self.assert_no_problem(self.organize())
+        self.assertEqual(self.files(), {"D.C./a.txt": b"of a.txt", "D.C./CON.txt": b"of CON.txt",
+                                        "Other/a.txt.": b"of a.txt.", "Other/a.txt ": b"of a.txt "})
+        self.assert_no_problem(self.undo())
+        self.assertEqual(self.files(), before)
+        self.assertEqual(self.folders(), [])
+
     def test_excluded_names_and_own_categories(self):
         self.use_settings(excludedNames=["*.tmp", "keep.me"],
                           categories=[{"name": "A/B?", "enabled": True, "extensions": ["TXT"]}])

@@ -78,6 +78,8 @@ win32_result<parsed_path> parse(std::wstring_view path) {
   }
   parsed_path parsed;
   parsed.ends_in_separator = rest.ends_with(L'\\');
+  const std::size_t root_name_length = paths::root_name(plain).size();
+  const bool is_absolute = root_name_length > 0 && paths::root(plain).size() > root_name_length;
   parsed.drive = take_drive(rest);
   while (!rest.empty()) {
     std::wstring_view name = take_name(rest);
@@ -87,8 +89,8 @@ win32_result<parsed_path> parse(std::wstring_view path) {
       continue;
     }
     if (!is_valid_name(name)) return win32_error::invalid_name;
-    // Dots and blanks at the end of a name are no part of it.
-    name = name.substr(0, name.find_last_not_of(L" .") + 1);
+    // From the current folder, dots and blanks at the end of a name are no part of it.
+    if (!is_absolute) name = name.substr(0, name.find_last_not_of(L" .") + 1);
     if (!name.empty()) parsed.names.emplace_back(name);
   }
   return parsed;

@@ -78,6 +78,16 @@ TEST(paths, resolve_lets_a_root_replace_that_of_the_base) {
   EXPECT_EQ(paths::resolve(L"/home/u", LR"(D:\a)"), L"D:/a");
 }
 
+TEST(paths, spelled_out_names_the_same_place_in_plain_spelling) {
+  EXPECT_EQ(paths::spelled_out(L"C:/Photos//2026\\./a/..\\b.jpg"), LR"(C:\Photos\2026\b.jpg)");
+  EXPECT_EQ(paths::spelled_out(L"//server/share/../../a/"), LR"(\\server\share\a\)");
+  EXPECT_EQ(paths::spelled_out(LR"(C:\..\a. \.b \)"), LR"(C:\a. \.b \)");
+  EXPECT_EQ(paths::spelled_out(LR"(C:\a\..)"), LR"(C:\)");
+  EXPECT_EQ(paths::spelled_out(LR"(..\a\..\..\b)"), LR"(..\..\b)");
+  EXPECT_EQ(paths::spelled_out(L"C:a"), L"C:a");
+  EXPECT_EQ(paths::spelled_out(L""), L"");
+}
+
 TEST(paths, relative_is_the_way_from_one_place_to_another) {
   EXPECT_EQ(paths::relative(LR"(C:\Photos\2026\a.jpg)", LR"(C:\Photos)"), LR"(2026\a.jpg)");
   EXPECT_EQ(paths::relative(L"/home/u/2026/a.jpg", L"/home/u/"), LR"(2026\a.jpg)");
@@ -86,6 +96,7 @@ TEST(paths, relative_is_the_way_from_one_place_to_another) {
   EXPECT_EQ(paths::relative(LR"(C:\Photos\..\..\a)", LR"(C:\)"), L"a");
   EXPECT_EQ(paths::relative(LR"(c:\photos\A)", LR"(C:\Photos)"), L"A");
   EXPECT_EQ(paths::relative(LR"(\\server\a\x\y)", LR"(\\Server\A\z)"), LR"(..\x\y)");
+  EXPECT_EQ(paths::relative(LR"(\\server\a\..\x)", LR"(\\server\a)"), L"x");
   EXPECT_EQ(paths::relative(L"/Home/a", L"/home"), LR"(..\Home\a)");
   EXPECT_EQ(paths::relative(LR"(C:\Photos\)", LR"(C:\Photos)"), L".");
   EXPECT_EQ(paths::relative(L"..\\a", L"b"), LR"(..\..\a)");

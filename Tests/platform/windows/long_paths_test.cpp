@@ -7,6 +7,7 @@
 namespace {
 
 using platform::windows::file_call_path;
+using platform::windows::long_call_path;
 using platform::windows::prefixed_path_length;
 
 // `start` filled up with folders to `length` units.
@@ -16,52 +17,55 @@ std::wstring filled(std::wstring path, std::size_t length) {
   return path;
 }
 
-TEST(long_paths_on_windows, a_path_of_247_units_stays_as_it_is) {
-  const std::wstring path = filled(LR"(C:\)", prefixed_path_length - 1);
-  EXPECT_EQ(path.size(), 247U);
-  EXPECT_EQ(file_call_path(path), path);
+TEST(long_paths_on_windows, an_absolute_path_gets_the_prefix) {
+  EXPECT_EQ(file_call_path(LR"(C:\folder\file.txt)"), LR"(\\?\C:\folder\file.txt)");
+  EXPECT_EQ(file_call_path(LR"(C:\)"), LR"(\\?\C:\)");
 }
 
-TEST(long_paths_on_windows, a_path_of_248_units_gets_the_prefix) {
-  const std::wstring path = filled(LR"(C:\)", prefixed_path_length);
-  EXPECT_EQ(file_call_path(path), LR"(\\?\)" + path);
+TEST(long_paths_on_windows, a_path_on_a_share_gets_the_prefix_of_shares) {
+  EXPECT_EQ(file_call_path(LR"(\\server\share\folder\file.txt)"), LR"(\\?\UNC\server\share\folder\file.txt)");
+  EXPECT_EQ(file_call_path(LR"(\\server.\share)"), LR"(\\?\UNC\server.\share)");
 }
 
-TEST(long_paths_on_windows, a_share_gets_the_prefix_of_shares) {
-  const std::wstring rest = filled(L"server\\share\\", 300);
-  EXPECT_EQ(file_call_path(LR"(\\)" + rest), LR"(\\?\UNC\)" + rest);
+TEST(long_paths_on_windows, names_stay_as_they_are) {
+  EXPECT_EQ(file_call_path(LR"(C:\Washington, D.C.\a.txt. \CON.jpg)"), LR"(\\?\C:\Washington, D.C.\a.txt. \CON.jpg)");
 }
 
-TEST(long_paths_on_windows, forward_slashes_become_backslashes_behind_the_prefix) {
-  const std::wstring part(100, L'd');
-  EXPECT_EQ(file_call_path(L"C:/" + part + L"/" + part + L"/" + part),
-            LR"(\\?\C:\)" + part + L"\\" + part + L"\\" + part);
-  EXPECT_EQ(file_call_path(L"//server/share/" + part + L"/" + part + L"/" + part),
-            LR"(\\?\UNC\server\share\)" + part + L"\\" + part + L"\\" + part);
+TEST(long_paths_on_windows, the_path_is_spelled_out_behind_the_prefix) {
+  EXPECT_EQ(file_call_path(L"C:/folder//./other/../file.txt"), LR"(\\?\C:\folder\file.txt)");
+  EXPECT_EQ(file_call_path(L"//server/share/../../file.txt"), LR"(\\?\UNC\server\share\file.txt)");
 }
 
-TEST(long_paths_on_windows, a_short_path_keeps_its_forward_slashes) {
-  EXPECT_EQ(file_call_path(L"C:/folder/file.txt"), L"C:/folder/file.txt");
-}
-
-TEST(long_paths_on_windows, dots_and_empty_parts_are_resolved_as_without_the_prefix) {
-  const std::wstring part(120, L'd');
-  EXPECT_EQ(file_call_path(LR"(C:\)" + part + LR"(\.\)" + part + LR"(\..\\)" + part),
-            LR"(\\?\C:\)" + part + L"\\" + part);
+TEST(long_paths_on_windows, a_backslash_at_the_end_stays) {
+  EXPECT_EQ(file_call_path(LR"(C:\folder\)"), LR"(\\?\C:\folder\)");
+  EXPECT_EQ(file_call_path(LR"(\\server\share\)"), LR"(\\?\UNC\server\share\)");
 }
 
 TEST(long_paths_on_windows, a_path_with_a_prefix_stays_as_it_is) {
-  for (const auto* start : {LR"(\\?\C:\)", LR"(\\?\UNC\server\share\)", LR"(\\.\device\)"}) {
-    const std::wstring path = filled(start, 300);
-    EXPECT_EQ(file_call_path(path), path);
+  for (const auto* start : {LR"(\\?\C:\)", LR"(\\?\UNC\server\share\)", LR"(\\.\device\)", L"//?/C:/"}) {
+    for (const std::size_t length : {20U, 300U}) {
+      const std::wstring path = filled(start, length);
+      EXPECT_EQ(file_call_path(path), path);
+    }
   }
 }
 
 TEST(long_paths_on_windows, a_relative_path_stays_as_it_is) {
   for (const auto* start : {L"folder\\", L"\\folder\\", L"C:folder\\"}) {
-    const std::wstring path = filled(start, 300);
-    EXPECT_EQ(file_call_path(path), path);
+    for (const std::size_t length : {20U, 300U}) {
+      const std::wstring path = filled(start, length);
+      EXPECT_EQ(file_call_path(path), path);
+    }
   }
+  EXPECT_EQ(file_call_path(L""), L"");
+}
+
+TEST(long_paths_on_windows, other_calls_get_the_prefix_from_248_units_on) {
+  const std::wstring shorter = filled(L"C:/", prefixed_path_length - 1);
+  EXPECT_EQ(shorter.size(), 247U);
+  EXPECT_EQ(long_call_path(shorter), shorter);
+  const std::wstring longer = filled(LR"(C:\)", prefixed_path_length);
+  EXPECT_EQ(long_call_path(longer), LR"(\\?\)" + longer);
 }
 
 }  // namespace

@@ -50,9 +50,13 @@ bool stands_on_one_root(std::wstring_view path) { return root_name_length(path) 
 
 using names_view = std::vector<std::wstring_view>;
 
-// The names behind the root, without "." and without those that a ".." takes back.
+bool stands_on_share(std::wstring_view path) { return root_name_length(path) > 2; }
+
+// The names behind the root, without "." and without those that a ".." takes back. The name of a share is no folder's:
+// nothing takes it back.
 names_view names_of(std::wstring_view path) {
   const bool is_rooted = root_length(path) > 0;
+  const std::size_t lowest = stands_on_share(path) ? 1 : 0;
   names_view names;
   for (std::size_t at = root_length(path); at < path.size(); at = skip_separators(path, at)) {
     const std::size_t end = skip_name(path, at);
@@ -60,7 +64,7 @@ names_view names_of(std::wstring_view path) {
     at = end;
     if (name == L".") continue;
     const bool leads_up = name == L"..";
-    if (leads_up && !names.empty() && names.back() != L"..") {
+    if (leads_up && names.size() > lowest && names.back() != L"..") {
       names.pop_back();
     } else if (!leads_up || !is_rooted) {  // there is nothing above a root
       names.push_back(name);
@@ -124,6 +128,19 @@ std::wstring resolve(std::wstring_view base, std::wstring_view part) {
   return join(base, std::wstring_view(spelled).substr(name.size()));
 }
 
+std::wstring spelled_out(std::wstring_view path) {
+  std::wstring spelled(root_name(path));
+  std::replace(spelled.begin(), spelled.end(), L'/', L'\\');
+  if (root(path).size() > spelled.size()) spelled += L'\\';
+  const std::size_t start = spelled.size();
+  for (const std::wstring_view name : names_of(path)) {
+    if (spelled.size() > start) spelled += L'\\';
+    spelled += name;
+  }
+  if (spelled.size() > start && is_separator(path.back())) spelled += L'\\';
+  return spelled;
+}
+
 std::wstring relative(std::wstring_view path, std::wstring_view base) {
   const std::wstring_view path_root = root_name(path);
   if (!text::equal_ignoring_case(path_root, root_name(base)) || root(path).empty() != root(base).empty()) return {};
@@ -133,8 +150,7 @@ std::wstring relative(std::wstring_view path, std::wstring_view base) {
     return case_counts ? a == b : text::equal_ignoring_case(a, b);
   };
   // No way leads out of a share: the system takes none of a path's ".." above it.
-  const bool is_on_share = path_root.size() > 2;
-  if (is_on_share && (from.empty() || to.empty() || !same(from.front(), to.front()))) return {};
+  if (stands_on_share(path) && (from.empty() || to.empty() || !same(from.front(), to.front()))) return {};
   const auto [base_rest, path_rest] = std::mismatch(from.begin(), from.end(), to.begin(), to.end(), same);
   std::wstring way;
   const auto add = [&way](std::wstring_view name) {

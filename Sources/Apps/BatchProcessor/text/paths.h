@@ -39,6 +39,10 @@ namespace paths {
 /// separators become those of the base.
 [[nodiscard]] std::wstring resolve(std::wstring_view base, std::wstring_view part);
 
+/// The same place in plain spelling: backslashes, none of them doubled, no ".", and no ".." that has a name to take
+/// back. A backslash at the end stays, and so do dots and blanks at the end of names.
+[[nodiscard]] std::wstring spelled_out(std::wstring_view path);
+
 /// The way from `base` to `path`, both taken as they are spelled, without "." and ".." in them: "a\b", "..\c", or "."
 /// for the same place. Nothing when the two stand under different roots or on different shares, or when only one of
 /// them has a root. Names under a drive or a share compare without regard to case. Backslashes separate, on every

@@ -115,7 +115,7 @@ struct opened_decoder {
 hresult open_decoder(const std::wstring& path, DWORD access, opened_decoder& opened) {
   const hresult created = outcome(create_in_process(imaging_factory_class, opened.factory));
   if (!succeeded(created)) return created;
-  return outcome(opened.factory->CreateDecoderFromFilename(file_call_path(path).c_str(), nullptr, access,
+  return outcome(opened.factory->CreateDecoderFromFilename(long_call_path(path).c_str(), nullptr, access,
                                                            WICDecodeMetadataCacheOnDemand, opened.decoder.put()));
 }
 

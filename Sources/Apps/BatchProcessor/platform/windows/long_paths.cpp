@@ -1,48 +1,23 @@
 #include "platform/windows/long_paths.h"
 
-#include <algorithm>
 #include <string_view>
 
-#include "platform/windows/windows_headers.h"
+#include "text/paths.h"
 
 namespace platform::windows {
 
-namespace {
-
-constexpr std::wstring_view prefix = LR"(\\?\)";
-constexpr std::wstring_view share_prefix = LR"(\\?\UNC\)";
-constexpr std::wstring_view device_prefix = LR"(\\.\)";
-constexpr std::wstring_view share_start = LR"(\\)";
-
-bool is_drive_letter(wchar_t c) { return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z'); }
-
-bool starts_at_drive_root(std::wstring_view path) {
-  return path.size() >= 3 && is_drive_letter(path[0]) && path[1] == L':' && path[2] == L'\\';
-}
-
-// As the call itself reads a path without the prefix; the path unchanged where the system can't say.
-std::wstring spelled_out(const std::wstring& path) {
-  const DWORD capacity = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-  std::wstring full(capacity, L'\0');
-  const DWORD length = GetFullPathNameW(path.c_str(), capacity, full.data(), nullptr);
-  if (length == 0 || length >= capacity) return path;
-  full.resize(length);
-  return full;
-}
-
-}  // namespace
-
 std::wstring file_call_path(const std::wstring& path) {
-  if (path.size() < prefixed_path_length) return path;
-  std::wstring backslashed = path;
-  std::replace(backslashed.begin(), backslashed.end(), L'/', L'\\');
-  if (backslashed.starts_with(prefix) || backslashed.starts_with(device_prefix)) return path;
+  const std::wstring_view root_name = paths::root_name(path);
+  const bool is_absolute = paths::root(path).size() > root_name.size() && !root_name.empty();
+  const bool has_prefix = root_name.size() == 3 && (root_name.back() == L'?' || root_name.back() == L'.');
+  if (!is_absolute || has_prefix) return path;
+  const bool is_share = root_name.back() != L':';
+  const std::wstring spelled = paths::spelled_out(path);
+  return is_share ? LR"(\\?\UNC)" + spelled.substr(1) : LR"(\\?\)" + spelled;
+}
 
-  if (starts_at_drive_root(backslashed)) return std::wstring(prefix).append(spelled_out(backslashed));
-  if (backslashed.starts_with(share_start)) {
-    return std::wstring(share_prefix).append(spelled_out(backslashed), share_start.size());
-  }
-  return path;
+std::wstring long_call_path(const std::wstring& path) {
+  return path.size() < prefixed_path_length ? path : file_call_path(path);
 }
 
 }  // namespace platform::windows

@@ -19,7 +19,7 @@ win32_result<std::wstring> profile_strings::read(const std::wstring& file, const
                                                  const std::wstring& key, std::size_t capacity) {
   if (capacity == 0) return std::wstring();
   std::wstring value(capacity, L'\0');
-  const std::wstring path = file_call_path(file);
+  const std::wstring path = long_call_path(file);
   // The call has no failure of its own: what can't be read gives the default, and only the last error tells why.
   SetLastError(ERROR_SUCCESS);
   const DWORD length = GetPrivateProfileStringW(section.c_str(), key.c_str(), L"", value.data(),
@@ -33,11 +33,11 @@ win32_result<std::wstring> profile_strings::read(const std::wstring& file, const
 win32_error profile_strings::write(const std::wstring& file, const std::wstring& section, const std::wstring& key,
                                    const std::optional<std::wstring>& value) {
   return outcome(WritePrivateProfileStringW(section.c_str(), key.c_str(), value ? value->c_str() : nullptr,
-                                            file_call_path(file).c_str()));
+                                            long_call_path(file).c_str()));
 }
 
 win32_error profile_strings::delete_section(const std::wstring& file, const std::wstring& section) {
-  return outcome(WritePrivateProfileStringW(section.c_str(), nullptr, nullptr, file_call_path(file).c_str()));
+  return outcome(WritePrivateProfileStringW(section.c_str(), nullptr, nullptr, long_call_path(file).c_str()));
 }
 
 }  // namespace platform::windows

@@ -51,7 +51,7 @@ hresult_result<std::unique_ptr<property_store>> property_system::open_handler_st
 
 storage_result<std::unique_ptr<property_set_storage>> property_system::open_property_set_storage(
     const std::wstring& path, storage_access access) {
-  const std::wstring call_path = file_call_path(path);
+  const std::wstring call_path = long_call_path(path);
   com_reference<IPropertySetStorage> storage;
   const hresult opened = outcome(StgOpenStorageEx(call_path.c_str(), static_cast<DWORD>(access), STGFMT_FILE, 0,
                                                   nullptr, nullptr, storage.identifier(), storage.put_untyped()));
