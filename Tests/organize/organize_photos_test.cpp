@@ -178,6 +178,14 @@ TEST_F(organize_by_photos, record_the_folders_that_they_make_parents_first_and_o
                                            journal_move{L"3.jpg", LR"(2022-01-01\3.jpg)"}));
 }
 
+// On purpose: what begins like the way out of the folder counts as outside.
+TEST_F(organize_by_photos, do_not_record_a_folder_whose_name_begins_with_two_dots) {
+  put_photo(L"a.jpg");
+  use_patterns("<Original Filename>", "..<Date>");
+  organize();
+  EXPECT_EQ(journal(), (undo_journal{folder, {}, {{L"a.jpg", LR"(..2021-03-04\a.jpg)"}}}));
+}
+
 TEST_F(organize_by_photos, on_another_drive_are_recorded_with_their_full_path_and_their_folders_are_not) {
   machine.disk.add_drive(L"D:");
   put_photo(L"a.jpg");

@@ -103,13 +103,12 @@ TEST_F(undo, that_is_cancelled_on_the_first_move_keeps_all_moves) {
   put(L"b.jpg");
   organize();
   const undo_journal before = journal();
-  callbacks.cancel_at_question = 1;
-  batch_processor::processing_context cancelled;
   support::recording_callbacks cancelling;
   cancelling.cancel_at_question = 1;
-  cancelled.callbacks = &cancelling;
-  undo_organize(cancelled, folder);
+  context.callbacks = &cancelling;
+  undo_all();
   EXPECT_EQ(journal(), before);
+  EXPECT_THAT(cancelling.percents, IsEmpty());
   EXPECT_THAT(folders(), UnorderedElementsAre(L"Documents", L"Images"));
   EXPECT_THAT(machine.log_lines(),
               ElementsAre(R"([INFO] Undo organize: restored 0 files, skipped 0 in C:\Photos (cancelled=true))"));
@@ -130,7 +129,6 @@ TEST_F(undo, that_is_cancelled_keeps_what_was_not_reached) {
 TEST_F(undo, finishes_what_a_cancelled_one_left) {
   put_all(3);
   organize();
-  callbacks.cancel_at_question = 0;
   support::recording_callbacks cancelling;
   cancelling.cancel_at_question = 2;
   context.callbacks = &cancelling;
@@ -145,7 +143,6 @@ TEST_F(undo, finishes_what_a_cancelled_one_left) {
 TEST_F(undo, whose_journal_cannot_be_rewritten_warns_and_keeps_it) {
   put_all(2);
   organize();
-  callbacks.cancel_at_question = 0;
   support::recording_callbacks cancelling;
   cancelling.cancel_at_question = 2;
   context.callbacks = &cancelling;
@@ -157,6 +154,37 @@ TEST_F(undo, whose_journal_cannot_be_rewritten_warns_and_keeps_it) {
                           "Failed to write undo journal",
                           R"([INFO] Undo organize: restored 1 files, skipped 0 in C:\Photos (cancelled=true))"));
   EXPECT_EQ(journal().moves.size(), 2U);
+}
+
+TEST_F(undo, waits_in_a_pause) {
+  put(L"a.txt");
+  organize();
+  callbacks.paused_questions = 2;
+  undo_all();
+  EXPECT_THAT(machine.clock.sleeps(), ElementsAre(std::chrono::milliseconds(50), std::chrono::milliseconds(50)));
+  EXPECT_THAT(files(), ElementsAre(L"a.txt"));
+}
+
+TEST_F(undo, that_is_cancelled_in_a_pause_still_restores_the_file_in_hand) {
+  put_all(2);
+  organize();
+  support::recording_callbacks cancelling;
+  cancelling.paused_questions = 100;
+  cancelling.cancel_at_question = 3;  // the one before the first move and two in its pause
+  context.callbacks = &cancelling;
+  undo_all();
+  EXPECT_THAT(files(), UnorderedElementsAre(L"1.txt", LR"(Documents\2.txt)"));
+  EXPECT_THAT(journal().moves, ElementsAre(journal_move{L"2.txt", LR"(Documents\2.txt)"}));
+  EXPECT_THAT(machine.clock.sleeps(), ElementsAre(std::chrono::milliseconds(50)));
+}
+
+TEST_F(undo, numbers_a_name_from_a_subfolder_in_the_folder_itself) {
+  machine.write_file(LR"(C:\Photos\D\a.txt)", "a");
+  machine.write_file(LR"(C:\Photos\Sub\a.txt)", "new");
+  journal_is({folder, {}, {{LR"(Sub\a.txt)", LR"(D\a.txt)"}}});
+  undo_all();
+  EXPECT_THAT(files(), UnorderedElementsAre(L"a (2).txt", LR"(Sub\a.txt)"));
+  EXPECT_EQ(machine.read_file(in_folder(L"a (2).txt")), "a");
 }
 
 TEST_F(undo, fetches_a_file_back_from_another_drive) {
@@ -324,6 +352,18 @@ TEST_F(undo, tells_the_shell_of_each_move_the_removed_folders_and_the_folder) {
   EXPECT_THAT(machine.calls.named({"notify"}),
               ElementsAre(R"(notify(rename_item, path, C:\Photos\Documents\a.txt, C:\Photos\a.txt))",
                           R"(notify(remove_directory, path, C:\Photos\Documents))",
+                          R"(notify(update_directory, path_and_wait, C:\Photos))"));
+}
+
+TEST_F(undo, that_is_cancelled_tells_the_shell_of_the_folder_all_the_same) {
+  put_all(2);
+  organize();
+  support::recording_callbacks cancelling;
+  cancelling.cancel_at_question = 2;
+  context.callbacks = &cancelling;
+  undo_all();
+  EXPECT_THAT(machine.calls.named({"notify", "remove_directory", "delete_file"}),
+              ElementsAre(R"(notify(rename_item, path, C:\Photos\Documents\1.txt, C:\Photos\1.txt))",
                           R"(notify(update_directory, path_and_wait, C:\Photos))"));
 }
 

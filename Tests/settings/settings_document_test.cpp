@@ -174,4 +174,30 @@ TEST(parse_organize_categories, only_the_first_section_of_ours_counts) {
       R"({"apps":[{"app_id":"quill-box"},{"app_id":"quill-box","settings":{"organize.categories":[{"name":"A"}]}}]})"));
 }
 
+TEST(default_organize_categories, are_the_table_in_its_order_and_all_enabled) {
+  const auto words = [](std::wstring_view text) {
+    std::vector<std::wstring> list;
+    for (std::size_t end = text.find(L' '); end != std::wstring_view::npos; end = text.find(L' ')) {
+      list.emplace_back(text.substr(0, end));
+      text.remove_prefix(end + 1);
+    }
+    list.emplace_back(text);
+    return list;
+  };
+  EXPECT_THAT(
+      default_organize_categories(),
+      ElementsAre(
+          organize_category{L"Images",
+                            words(L"jpg jpeg jpe jfif png gif bmp tif tiff webp heic heif avif jxl svg psd arw cr2 cr3 "
+                                  L"nef orf raf rw2 dng"),
+                            true},
+          organize_category{L"Documents",
+                            words(L"pdf doc docx xls xlsx ppt pptx txt rtf odt ods odp md csv one epub mobi xps"),
+                            true},
+          organize_category{L"Videos", words(L"mp4 mov avi mkv wmv flv webm m4v mpg mpeg 3gp mts m2ts"), true},
+          organize_category{L"Music", words(L"mp3 wav flac m4a aac ogg wma opus aiff mid midi"), true},
+          organize_category{L"Archives", words(L"zip rar 7z tar gz bz2 xz iso cab"), true},
+          organize_category{L"Programs", words(L"exe msi msix msixbundle appx appxbundle apk jar"), true}));
+}
+
 }  // namespace

@@ -37,6 +37,20 @@ TEST(city_points, none_within_50_km_is_none) {
   EXPECT_EQ(nearest(city_points(cities_file({})), 0, 0), "|");
 }
 
+TEST(city_points, one_at_exactly_50_km_is_none) {
+  const double D = 0.017453292519943295;
+  const auto distance = [D](double degrees) { return std::sqrt((degrees * D) * (degrees * D)) * 6371.0; };
+  double latitude = degrees_of_km(49.9999999999);
+  while (distance(latitude) < 50.0)
+    latitude = std::nextafter(latitude, 1.0);
+  ASSERT_EQ(distance(latitude), 50.0);
+  EXPECT_EQ(nearest(city_points(cities_file({city(latitude, 0, "C", "")})), 0, 0), "|");
+  double nearer = latitude;
+  while (distance(nearer) == 50.0)
+    nearer = std::nextafter(nearer, 0.0);
+  EXPECT_EQ(nearest(city_points(cities_file({city(nearer, 0, "C", "")})), 0, 0), "C|");
+}
+
 TEST(city_points, of_two_at_the_same_distance_the_earlier_stays) {
   const std::string north = city(0.1, 0, "North", "");
   const std::string south = city(-0.1, 0, "South", "");
@@ -125,16 +139,43 @@ TEST(city_points, gives_what_the_plain_scan_gives) {
   }
 }
 
-TEST(city_points, cut_at_every_byte_keeps_what_is_whole) {
-  const std::string first = city(10, 10, "First", "S");
-  const std::string whole = cities_file({first, city(20, 20, "Second", "T"), city(30, 30, "Third", "U")});
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    const city_points cities(whole.substr(0, size));
-    EXPECT_EQ(nearest(cities, 10, 10), size >= 12 + first.size() ? "First|S"
-                                       : size >= 12 + 23         ? "First|"
-                                                                 : "|")
-        << size;
-    EXPECT_EQ(nearest(cities, 30, 30), size == whole.size() - 1 ? "Third|" : nearest(cities, 30, 30));
+// The plain reading: behind the end all numbers are zero and all names empty.
+std::vector<plain_city> plain_cities(std::string_view bytes) {
+  const auto take = [&bytes](std::size_t size) {
+    std::string field(bytes.substr(0, size));
+    bytes.remove_prefix(field.size());
+    if (field.size() < size) field = std::string(size, '\0');
+    return field;
+  };
+  const auto take_number = [&take](auto number) {
+    std::memcpy(&number, take(sizeof number).data(), sizeof number);
+    return number;
+  };
+  const auto take_name = [&] {
+    const auto size = take_number(std::uint16_t{});
+    return size > bytes.size() ? (bytes = {}, std::string()) : take(size);
+  };
+  static_cast<void>(take(8));
+  std::vector<plain_city> cities(take_number(std::uint32_t{}));
+  for (plain_city& one : cities) {
+    one.latitude = take_number(0.0);
+    one.longitude = take_number(0.0);
+    one.names = take_name() + "|";
+    one.names += take_name();
+  }
+  return cities;
+}
+
+TEST(city_points, cut_at_every_byte_gives_what_the_plain_scan_gives) {
+  const std::string whole =
+      cities_file({city(10, 10, "First", "S"), city(0.3, 0.3, "Second", "T"), city(30, 30, "Third", "U")});
+  for (std::size_t size = 12; size <= whole.size(); ++size) {
+    const std::string bytes = whole.substr(0, size);
+    const city_points cities(bytes);
+    const auto plain = plain_cities(bytes);
+    for (const double at : {0.0, 0.1, 0.2, 0.3, 10.0, 30.0}) {
+      ASSERT_EQ(nearest(cities, at, at), plain_nearest(plain, at, at)) << size << ": " << at;
+    }
   }
 }
 
