@@ -87,7 +87,7 @@ change_result change_and_check(const std::string& bytes, unsigned kind, const im
 
   memory_source changed_source(result.bytes);
   const auto changed = open_kind(kind, changed_source);
-  require(changed != nullptr);
+  require(changed != nullptr && changed->is_whole());
   if (change.percent) {
     const auto expected = *change.percent == 0 ? std::nullopt : change.percent;
     require(read_rating(changed->blocks()) == expected);

@@ -45,11 +45,18 @@ struct opened_image {
   const platform::host::image::image_container* operator->() const { return container.get(); }
 };
 
-/// `bytes` must outlive what comes back.
-inline opened_image open(std::string_view bytes) {
+/// Whole or not. `bytes` must outlive what comes back.
+inline opened_image open_to_read(std::string_view bytes) {
   opened_image image;
   image.source = std::make_unique<platform::host::memory_source>(bytes);
   image.container = platform::host::image::open_image_container(*image.source);
+  return image;
+}
+
+/// To be changed: nothing that isn't whole.
+inline opened_image open(std::string_view bytes) {
+  opened_image image = open_to_read(bytes);
+  if (image && !image->is_whole()) image.container.reset();
   return image;
 }
 

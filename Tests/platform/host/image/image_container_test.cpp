@@ -158,7 +158,21 @@ TEST(image_container, lying_lengths_are_refused_or_still_make_sense) {
 TEST(image_container, refuses_what_is_no_image_of_a_known_kind) {
   for (const std::string& bytes : {""s, "GIF89a and so on"s, "\xff\xd8"s, "RIFF\x10\0\0\0WAVEdata"s,
                                    "II+\0\x08\0\0\0\x10\0\0\0\0\0\0\0"s, std::string(100, '\0')}) {
-    EXPECT_FALSE(open(bytes));
+    EXPECT_FALSE(open_to_read(bytes));
+  }
+}
+
+// The metadata of a sample is read up to the cut, and never changed there.
+TEST(image_container, cut_at_every_byte_it_takes_a_change_only_where_it_is_whole) {
+  for (const sample& image : samples()) {
+    SCOPED_TRACE(image.name);
+    for (std::size_t size = 12; size < image.bytes.size(); ++size) {
+      const opened_image cut = open_to_read(std::string_view(image.bytes).substr(0, size));
+      ASSERT_TRUE(cut) << size;
+      if (!cut->is_whole()) {
+        ASSERT_FALSE(plan_change(*cut, {75, two_tags.keywords})) << size;
+      }
+    }
   }
 }
 

@@ -351,12 +351,26 @@ TEST_F(image_property_store, values_beyond_the_container_are_refused_and_earlier
   EXPECT_EQ(stored(path, keywords_key), property_value());
 }
 
-TEST_F(image_property_store, what_is_no_image_or_not_understood_is_refused_and_left_alone) {
+TEST_F(image_property_store, what_is_not_understood_to_the_last_is_refused_a_change_and_read_as_far_as_it_goes) {
+  const std::string bytes = jpeg(exif_segment(tiff(byte_order::little, {short_field(0x4746, 3, byte_order::little)})) +
+                                 xmp_segment("<x:xmpmeta>"));
+  const std::string path = file("a.jpg", bytes);
+  EXPECT_EQ(open_store(path, handler_access::read_write).error(), hresult::imaging_unknown_format);
+  for (const handler_access access : {handler_access::read, handler_access::handler_properties_only}) {
+    const auto store = open_store(path, access);
+    ASSERT_TRUE(store);
+    EXPECT_EQ(*(*store)->get(rating_key), property_value(std::uint32_t{50}));
+    EXPECT_EQ(*(*store)->get(keywords_key), property_value());
+    EXPECT_EQ((*store)->set(rating_key, four_stars_), hresult::storage_access_denied);
+  }
+  EXPECT_EQ(content(path), bytes);
+}
+
+TEST_F(image_property_store, what_is_no_image_is_refused_and_left_alone) {
   const std::string text = file("a.jpg", "not an image");
-  const std::string broken = file("b.jpg", jpeg(xmp_segment("<x:xmpmeta>")));
   const std::string empty = file("c.png", "");
   for (const handler_access access : {handler_access::read, handler_access::read_write}) {
-    for (const std::string& path : {text, broken, empty, std::string("/dev/null")}) {
+    for (const std::string& path : {text, empty, std::string("/dev/null")}) {
       EXPECT_EQ(open_store(path, access).error(), hresult::imaging_unknown_format) << path;
     }
     EXPECT_EQ(open_store(folder_.path("missing.jpg"), access).error(), hresult::file_not_found);

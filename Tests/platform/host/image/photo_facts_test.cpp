@@ -381,4 +381,79 @@ TEST_F(photo_facts, any_other_byte_anywhere_does_no_harm) {
   }
 }
 
+// --- images that aren't whole
+
+struct damaged_image {
+  std::string what;
+  std::string bytes;
+};
+
+// Each with a good Exif block of the same day, and something that is not understood.
+std::vector<damaged_image> damaged_images() {
+  const std::string block = photo_block({text_field(original, "2026:03:01 12:30:00")}, {});
+  const std::string exif = exif_segment(block);
+  const std::string later = exif_segment(photo_block({text_field(original, "2027:01:01 00:00:00")}, {}));
+  const std::string exif_chunk = png_chunk("eXIf", block);
+  const std::string webp_exif = webp_chunk("EXIF", block);
+  std::string wrong_sum = png_xmp(packet(description("")));
+  wrong_sum.back() ^= 1;
+  const std::string torn_webp = webp(vp8x(0x0c, 3, 2) + vp8(3, 2) + webp_exif + webp_chunk("XMP ", "<x:xmpmeta>"));
+  return {
+      {"a packet that isn't well formed", jpeg(exif + xmp_segment("<x:xmpmeta>"))},
+      {"two packets", jpeg(exif + xmp_segment(packet(description(""))) + xmp_segment(packet(description(""))))},
+      {"two Exif blocks", jpeg(exif + later)},
+      {"two Exif blocks, the first none", jpeg(exif_segment("no TIFF header") + exif)},
+      {"image resources that are cut", jpeg(exif + photoshop_segment("8BIMcut"))},
+      {"IPTC that isn't", jpeg(exif + photoshop_segment(resource(0x0404, "no datasets")))},
+      {"something between segments", jpeg(exif + "no segment")},
+      {"cut between segments", "\xff\xd8"s + exif},
+      {"cut in a segment", "\xff\xd8"s + exif + jfif().substr(0, 9)},
+      {"PNG, two Exif chunks", png(exif_chunk + exif_chunk)},
+      {"PNG, a packet with a wrong checksum", png(exif_chunk + wrong_sum)},
+      {"PNG, a packet that isn't well formed", png(exif_chunk + png_xmp("<x:xmpmeta>"))},
+      {"PNG, cut behind Exif", png(exif_chunk).substr(0, png(exif_chunk).size() - 12)},
+      {"WebP, a packet that isn't well formed", torn_webp},
+      {"WebP, two Exif chunks", webp(vp8x(0x08, 3, 2) + vp8(3, 2) + webp_exif + webp_exif)},
+      {"WebP, more than one chunk without the extended header", webp(vp8(3, 2) + webp_exif)},
+  };
+}
+
+TEST(damaged_images, have_the_day_that_their_good_blocks_tell_and_take_no_change) {
+  const file_time day = *file_time_from_local({.year = 2026, .month = 3, .day = 1, .hour = 12, .minute = 30});
+  for (const damaged_image& image : damaged_images()) {
+    SCOPED_TRACE(image.what);
+    const opened_image opened = open_to_read(image.bytes);
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(read_date_taken(opened->blocks()), day);
+    EXPECT_FALSE(opened->is_whole());
+    EXPECT_FALSE(opened->plan({}));
+  }
+}
+
+TEST(damaged_images, whose_exif_has_a_field_of_ours_that_leads_nowhere_keep_their_day) {
+  constexpr byte_order order = byte_order::little;
+  const std::string exif = directory(order, {text_field(original, "2026:03:01 12:30:00")}, 38);
+  const field nowhere = {0x9c9e, 1, 0x7fffffff, u32_bytes(8, order)};
+  const std::string block = tiff(order, {{0x8769, 4, 1, u32_bytes(38, order)}, nowhere}, exif);
+  for (const std::string& bytes : {jpeg(exif_segment(block)), block}) {
+    const opened_image opened = open_to_read(bytes);
+    ASSERT_TRUE(opened);
+    EXPECT_TRUE(read_date_taken(opened->blocks()));
+    EXPECT_FALSE(opened->is_whole());
+  }
+}
+
+TEST(damaged_images, of_tiff_have_the_day_that_their_fields_tell) {
+  constexpr byte_order order = byte_order::little;
+  const std::string exif = directory(order, {text_field(original, "2026:03:01 12:30:00")}, 38);
+  for (const std::uint16_t tag : {std::uint16_t{700}, std::uint16_t{33723}}) {
+    const std::string bytes = tiff(order, {{tag, 7, 4, "none"}, {0x8769, 4, 1, u32_bytes(38, order)}}, exif);
+    const opened_image opened = open_to_read(bytes);
+    ASSERT_TRUE(opened);
+    EXPECT_TRUE(read_date_taken(opened->blocks()));
+    EXPECT_FALSE(opened->is_whole());
+    EXPECT_FALSE(opened->plan({}));
+  }
+}
+
 }  // namespace

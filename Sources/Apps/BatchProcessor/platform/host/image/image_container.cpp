@@ -14,6 +14,18 @@ std::optional<container_kind> image_kind(byte_source& source) {
   return std::nullopt;
 }
 
+void image_container::read_exif(const byte_range& range) {
+  blocks_.exif = read_tiff_block(range);
+  if (blocks_.exif) return;
+  note_damage();
+  blocks_.exif = read_first_tiff_directory(range);
+}
+
+void image_container::read_xmp(std::optional<std::string> packet) {
+  if (packet) blocks_.xmp = parse_xmp_packet(*std::move(packet));
+  if (!blocks_.xmp) note_damage();
+}
+
 std::unique_ptr<image_container> open_image_container(byte_source& source) {
   const std::optional<container_kind> kind = image_kind(source);
   if (!kind) return nullptr;

@@ -1,5 +1,6 @@
 // An image file as far as metadata goes: the blocks that it holds, and the plan that changes them and nothing else.
-// Each container lists its pieces when it is opened; a file whose pieces or blocks can't be understood isn't opened.
+// Each container lists its pieces when it is opened. What can't be understood is left out, and the file is then one to
+// be read only: who can't tell what all of it means would change it into something else.
 #pragma once
 
 #include <cstdint>
@@ -39,27 +40,43 @@ class image_container {
   [[nodiscard]] container_kind kind() const { return kind_; }
   [[nodiscard]] const metadata_blocks& blocks() const { return blocks_; }
 
+  /// False where pieces or blocks couldn't be understood, or where there are two of a kind of which others may believe
+  /// either. The blocks are then the first good ones.
+  [[nodiscard]] bool is_whole() const { return is_whole_; }
+
   /// The longest XMP packet that the container takes.
   [[nodiscard]] virtual std::size_t xmp_limit() const = 0;
 
   /// Changes that bring the edits into the file; none where nothing differs. Nothing where the container can't hold
-  /// them. Fields without a block to go into are left out, unless the container makes one.
-  [[nodiscard]] virtual std::optional<edit_plan> plan(const metadata_edits& edits) const = 0;
+  /// them, and of an image that isn't whole. Fields without a block to go into are left out, unless the container makes
+  /// one.
+  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const {
+    return is_whole_ ? plan_whole(edits) : std::nullopt;
+  }
 
  protected:
   explicit image_container(container_kind kind) : kind_(kind) {}
 
+  void note_damage() { is_whole_ = false; }
+  void read_exif(const byte_range& range);
+  /// Nothing for a packet that is there and can't be read.
+  void read_xmp(std::optional<std::string> packet);
+
   metadata_blocks blocks_;
 
  private:
+  /// As plan().
+  [[nodiscard]] virtual std::optional<edit_plan> plan_whole(const metadata_edits& edits) const = 0;
+
   container_kind kind_;
+  bool is_whole_ = true;
 };
 
 /// The kind that the first bytes tell; nothing for a file of less than 12.
 [[nodiscard]] std::optional<container_kind> image_kind(byte_source& source);
 
-/// Tells the container by its first bytes and opens it; null for anything that isn't understood to the last piece.
-/// The source must outlive the container.
+/// Tells the container by its first bytes and opens it, whole or not; null for what is no image of these kinds. The
+/// source must outlive the container.
 [[nodiscard]] std::unique_ptr<image_container> open_image_container(byte_source& source);
 
 [[nodiscard]] std::unique_ptr<image_container> open_jpeg(byte_source& source);

@@ -9,7 +9,8 @@ hresult_result<image_file> open_image_file(const std::wstring& path, handler_acc
   if (!file) return file.error();
   std::unique_ptr<image_container> container = open_image_container(*file->source);
   if (const win32_error unread = file->source->failure(); !succeeded(unread)) return hresult_from(unread);
-  if (!container) return hresult::imaging_unknown_format;
+  const bool is_good_enough = container && (container->is_whole() || access != handler_access::read_write);
+  if (!is_good_enough) return hresult::imaging_unknown_format;
   return image_file{*std::move(file), std::move(container)};
 }
 

@@ -15,7 +15,8 @@ struct image_file {
 };
 
 /// Fails as open_content_file does, as the read of its bytes does, and with imaging_unknown_format for what is no file,
-/// is no image of a kind that we write, or has pieces or metadata that can't be understood to the last.
+/// is no image of a kind that we write, or, to be changed, has pieces or metadata that can't be understood to the last.
+/// To be read it is open all the same.
 [[nodiscard]] hresult_result<image_file> open_image_file(const std::wstring& path, handler_access access);
 
 }  // namespace platform::host::image

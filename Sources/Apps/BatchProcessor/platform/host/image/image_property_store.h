@@ -13,8 +13,9 @@ namespace platform::host {
 
 /// A content store (content_store.h) of rating_key (VT_UI4, percent) and keywords_key, and to be read only those of
 /// date and position (property_keys.h); every other property is empty. All but the first two are not supported on
-/// writing. imaging_unknown_format for an image whose pieces or metadata can't be understood to the last, and for what
-/// is no file; imaging_too_much_metadata where the container has no place for the values.
+/// writing. imaging_unknown_format for what is no image, and to be changed for an image whose pieces or metadata can't
+/// be understood to the last: read, that has what can be made out of it. imaging_too_much_metadata where the container
+/// has no place for the values.
 [[nodiscard]] hresult_result<std::unique_ptr<property_store>> open_image_store(const std::wstring& path,
                                                                                handler_access access);
 

@@ -65,29 +65,28 @@ void classify(byte_source& source, segment& found) {
   }
 }
 
-// The segments in front of the scan; nothing where there is no scan, or something that is no segment comes first.
-std::optional<std::vector<segment>> list_segments(byte_source& source) {
-  std::vector<segment> segments;
+// The segments in front of the scan. False where there is no scan, or something that is no segment comes first.
+bool list_segments(byte_source& source, std::vector<segment>& segments) {
   std::uint64_t at = 2;
   while (segments.size() < most_segments) {
     const std::optional<std::string> head = source.read(at, 4);
-    if (!head || (*head)[0] != '\xff') return std::nullopt;
+    if (!head || (*head)[0] != '\xff') return false;
     const auto marker = static_cast<std::uint8_t>((*head)[1]);
     if (marker == 0xff) {
       ++at;  // a fill byte
       continue;
     }
     // Markers without a length have no business here, nor has a second image.
-    if (marker <= 0x01 || (marker >= 0xd0 && marker <= marker_eoi)) return std::nullopt;
+    if (marker <= 0x01 || (marker >= 0xd0 && marker <= marker_eoi)) return false;
     const std::uint16_t length = get_u16(*head, 2, byte_order::big);
     segment next{at, marker, segment_kind::other, at + 4, at + 2 + length};
-    if (length < 2 || next.end > source.size()) return std::nullopt;
-    if (marker == marker_sos) return segments;
+    if (length < 2 || next.end > source.size()) return false;
+    if (marker == marker_sos) return true;
     classify(source, next);
     segments.push_back(next);
     at = next.end;
   }
-  return std::nullopt;
+  return false;
 }
 
 std::string segment_bytes(std::uint8_t marker, std::string_view signature, std::string_view payload) {
@@ -100,15 +99,12 @@ std::string segment_bytes(std::uint8_t marker, std::string_view signature, std::
 
 class jpeg_container final : public image_container {
  public:
-  jpeg_container(byte_source& source, std::vector<segment> segments)
-      : image_container(container_kind::jpeg), source_(source), segments_(std::move(segments)) {}
-
-  [[nodiscard]] bool read_blocks();
+  explicit jpeg_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_payload - xmp_signature.size(); }
-  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
 
  private:
+  [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
   [[nodiscard]] const segment* find(segment_kind kind) const;
   [[nodiscard]] std::size_t count(segment_kind kind) const;
   [[nodiscard]] bool read_photoshop();
@@ -137,20 +133,17 @@ std::size_t jpeg_container::count(segment_kind kind) const {
       std::count_if(segments_.begin(), segments_.end(), [kind](const segment& s) { return s.kind == kind; }));
 }
 
-// Which of two Exif or XMP blocks other programs believe differs from one to the next: such a file isn't understood.
-bool jpeg_container::read_blocks() {
-  if (count(segment_kind::exif) > 1 || count(segment_kind::xmp) > 1 || count(segment_kind::mpf) > 1) return false;
-  if (const segment* exif = find(segment_kind::exif)) {
-    blocks_.exif = read_tiff_block({&source_, exif->payload, exif->payload_size()});
-    if (!blocks_.exif) return false;
+jpeg_container::jpeg_container(byte_source& source) : image_container(container_kind::jpeg), source_(source) {
+  if (!list_segments(source, segments_)) note_damage();
+  // Which of two Exif or XMP blocks other programs believe differs from one to the next.
+  for (const segment_kind kind : {segment_kind::exif, segment_kind::xmp, segment_kind::mpf}) {
+    if (count(kind) > 1) note_damage();
   }
-  if (const segment* xmp = find(segment_kind::xmp)) {
-    std::optional<std::string> text = source_.read(xmp->payload, xmp->payload_size());
-    if (!text) return false;
-    blocks_.xmp = parse_xmp_packet(std::move(*text));
-    if (!blocks_.xmp) return false;
+  for (const segment& next : segments_) {
+    if (next.kind == segment_kind::exif && !blocks_.exif) read_exif({&source_, next.payload, next.payload_size()});
+    if (next.kind == segment_kind::xmp && !blocks_.xmp) read_xmp(source_.read(next.payload, next.payload_size()));
   }
-  return read_photoshop();
+  if (!read_photoshop()) note_damage();
 }
 
 bool jpeg_container::read_photoshop() {
@@ -166,8 +159,10 @@ bool jpeg_container::read_photoshop() {
     return resource.id == photoshop_iptc;
   });
   if (iptc_count == 0) return true;
-  blocks_.iptc = std::string(find_resource(*resources, photoshop_iptc)->value);
-  return iptc_count == 1 && is_iptc_block(*blocks_.iptc);
+  std::string iptc(find_resource(*resources, photoshop_iptc)->value);
+  if (!is_iptc_block(iptc)) return false;
+  blocks_.iptc = std::move(iptc);
+  return iptc_count == 1;
 }
 
 // Behind the JFIF segments, which have to come first.
@@ -267,7 +262,7 @@ bool jpeg_container::plan_mpf(plan_builder& plan) const {
   return true;
 }
 
-std::optional<edit_plan> jpeg_container::plan(const metadata_edits& edits) const {
+std::optional<edit_plan> jpeg_container::plan_whole(const metadata_edits& edits) const {
   plan_builder plan;
   if (!plan_exif(plan, edits.fields)) return std::nullopt;
   if (edits.xmp && edits.xmp->size() > xmp_limit()) return std::nullopt;
@@ -282,11 +277,7 @@ std::optional<edit_plan> jpeg_container::plan(const metadata_edits& edits) const
 std::unique_ptr<image_container> open_jpeg(byte_source& source) {
   const std::optional<std::string> start = source.read(0, 2);
   if (!start || *start != std::string{'\xff', static_cast<char>(marker_soi)}) return nullptr;
-  std::optional<std::vector<segment>> segments = list_segments(source);
-  if (!segments) return nullptr;
-  auto container = std::make_unique<jpeg_container>(source, std::move(*segments));
-  if (!container->read_blocks()) return nullptr;
-  return container;
+  return std::make_unique<jpeg_container>(source);
 }
 
 }  // namespace platform::host::image

@@ -30,27 +30,25 @@ bool is_xmp(byte_source& source, const png_chunk& candidate) {
          source.read(candidate.data(), xmp_keyword.size()) == xmp_keyword;
 }
 
-// Nothing for a file without IEND, with chunks that leave the file, or with two chunks of a kind that we change.
-std::optional<chunk_list> list_chunks(byte_source& source) {
-  chunk_list list;
+// False for a file without IEND, with chunks that leave the file, or with two chunks of a kind that we change.
+bool list_chunks(byte_source& source, chunk_list& list) {
+  bool is_single = true;
+  const auto keep_first = [&is_single](std::optional<png_chunk>& slot, const png_chunk& found) {
+    is_single = is_single && !slot;
+    if (!slot) slot = found;
+  };
   std::uint64_t at = png_signature_size;
   for (std::size_t i = 0; i < most_png_chunks; ++i) {
     const std::optional<png_chunk> next = png_chunk_at(source, at);
-    if (!next || (i == 0) != (next->type == "IHDR")) return std::nullopt;
+    if (!next || (i == 0) != (next->type == "IHDR")) return false;
     if (i == 0) list.first_end = next->end();
-    if (next->type == "IEND") return list;
+    if (next->type == "IEND") return is_single;
     if (next->type == "iDOT") list.offset_index = next->offset;
-    if (next->type == "eXIf") {
-      if (list.exif) return std::nullopt;
-      list.exif = next;
-    }
-    if (is_xmp(source, *next)) {
-      if (list.xmp) return std::nullopt;
-      list.xmp = next;
-    }
+    if (next->type == "eXIf") keep_first(list.exif, *next);
+    if (is_xmp(source, *next)) keep_first(list.xmp, *next);
     at = next->end();
   }
-  return std::nullopt;
+  return false;
 }
 
 std::string chunk_bytes(std::string_view type, std::string_view data) {
@@ -74,15 +72,14 @@ std::optional<std::string> checked_data(byte_source& source, const png_chunk& of
 
 class png_container final : public image_container {
  public:
-  png_container(byte_source& source, chunk_list chunks)
-      : image_container(container_kind::png), source_(source), chunks_(std::move(chunks)) {}
-
-  [[nodiscard]] bool read_blocks();
+  explicit png_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata - xmp_head.size(); }
-  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
 
  private:
+  [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
+  void read_exif_chunk();
+  [[nodiscard]] std::optional<std::string> read_packet();
   void replace(plan_builder& plan, const png_chunk& old, const std::string& old_data, const std::string& data) const;
 
   byte_source& source_;
@@ -92,28 +89,32 @@ class png_container final : public image_container {
   std::size_t xmp_at_ = 0;  // in its chunk's data
 };
 
-bool png_container::read_blocks() {
-  if (chunks_.exif) {
-    std::optional<std::string> data = checked_data(source_, *chunks_.exif);
-    if (!data) return false;
-    exif_data_ = std::move(*data);
-    blocks_.exif = read_tiff_block({&source_, chunks_.exif->data(), chunks_.exif->size});
-    if (!blocks_.exif) return false;
-  }
-  if (!chunks_.xmp) return true;
+png_container::png_container(byte_source& source) : image_container(container_kind::png), source_(source) {
+  if (!list_chunks(source, chunks_)) note_damage();
+  if (chunks_.exif) read_exif_chunk();
+  if (chunks_.xmp) read_xmp(read_packet());
+}
+
+void png_container::read_exif_chunk() {
+  std::optional<std::string> data = checked_data(source_, *chunks_.exif);
+  if (!data) return note_damage();
+  exif_data_ = std::move(*data);
+  read_exif({&source_, chunks_.exif->data(), chunks_.exif->size});
+}
+
+std::optional<std::string> png_container::read_packet() {
   std::optional<std::string> data = checked_data(source_, *chunks_.xmp);
-  if (!data) return false;
+  if (!data) return std::nullopt;
   xmp_data_ = std::move(*data);
   // Keyword NUL, compression flag and method, language NUL, translated keyword NUL, text. XMP asks for plain text; a
   // compressed packet is one that we don't read.
-  if (xmp_data_.size() < xmp_keyword.size() + 2 || xmp_data_[xmp_keyword.size()] != '\0') return false;
+  if (xmp_data_.size() < xmp_keyword.size() + 2 || xmp_data_[xmp_keyword.size()] != '\0') return std::nullopt;
   const std::size_t language_end = xmp_data_.find('\0', xmp_keyword.size() + 2);
-  if (language_end == std::string::npos) return false;
+  if (language_end == std::string::npos) return std::nullopt;
   const std::size_t translation_end = xmp_data_.find('\0', language_end + 1);
-  if (translation_end == std::string::npos) return false;
+  if (translation_end == std::string::npos) return std::nullopt;
   xmp_at_ = translation_end + 1;
-  blocks_.xmp = parse_xmp_packet(xmp_data_.substr(xmp_at_));
-  return blocks_.xmp.has_value();
+  return xmp_data_.substr(xmp_at_);
 }
 
 // A chunk between iDOT and the pixels may not grow there: it moves to the front.
@@ -127,7 +128,7 @@ void png_container::replace(plan_builder& plan, const png_chunk& old, const std:
   }
 }
 
-std::optional<edit_plan> png_container::plan(const metadata_edits& edits) const {
+std::optional<edit_plan> png_container::plan_whole(const metadata_edits& edits) const {
   plan_builder plan;
   if (blocks_.exif) {
     std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, edits.fields, tiff_growth::at_end, largest_metadata);
@@ -150,12 +151,6 @@ std::optional<edit_plan> png_container::plan(const metadata_edits& edits) const 
 
 }  // namespace
 
-std::unique_ptr<image_container> open_png(byte_source& source) {
-  std::optional<chunk_list> chunks = list_chunks(source);
-  if (!chunks) return nullptr;
-  auto container = std::make_unique<png_container>(source, std::move(*chunks));
-  if (!container->read_blocks()) return nullptr;
-  return container;
-}
+std::unique_ptr<image_container> open_png(byte_source& source) { return std::make_unique<png_container>(source); }
 
 }  // namespace platform::host::image

@@ -15,42 +15,40 @@ constexpr std::uint64_t largest_file = UINT32_MAX;  // offsets have 32 bits
 
 class tiff_container final : public image_container {
  public:
-  explicit tiff_container(byte_source& source) : image_container(container_kind::tiff), source_(source) {}
-
-  [[nodiscard]] bool read_blocks();
+  explicit tiff_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata; }
-  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
 
  private:
-  [[nodiscard]] bool read_value(tiff_tag tag, std::optional<std::string>& value) const;
+  [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
+  void read_iptc(const tiff_entry& entry);
 
   byte_source& source_;
   std::optional<std::string> resources_;
 };
 
-// False for a value that is there and can't be read.
-bool tiff_container::read_value(tiff_tag tag, std::optional<std::string>& value) const {
-  const tiff_entry* entry = blocks_.exif->directory.find(tag);
-  if (entry == nullptr) return true;
-  value = tiff_value(*blocks_.exif, *entry);
-  return value.has_value();
-}
-
-bool tiff_container::read_blocks() {
-  blocks_.exif = read_tiff_block({&source_, 0, source_.size()});
-  if (!blocks_.exif || blocks_.exif->directory.entries.empty()) return false;
-  std::optional<std::string> packet;
-  if (!read_value(tiff_tag::xmp, packet) || !read_value(tiff_tag::iptc, blocks_.iptc)) return false;
-  if (blocks_.iptc && !read_value(tiff_tag::photoshop, resources_)) return false;
-  if (packet) {
-    blocks_.xmp = parse_xmp_packet(std::move(*packet));
-    if (!blocks_.xmp) return false;
+tiff_container::tiff_container(byte_source& source) : image_container(container_kind::tiff), source_(source) {
+  read_exif({&source_, 0, source_.size()});
+  if (!blocks_.exif || blocks_.exif->directory.entries.empty()) {
+    note_damage();
+    return;
   }
-  return !blocks_.iptc || is_iptc_block(*blocks_.iptc);
+  const tiff_directory& fields = blocks_.exif->directory;
+  if (const tiff_entry* packet = fields.find(tiff_tag::xmp)) read_xmp(tiff_value(*blocks_.exif, *packet));
+  if (const tiff_entry* iptc = fields.find(tiff_tag::iptc)) read_iptc(*iptc);
 }
 
-std::optional<edit_plan> tiff_container::plan(const metadata_edits& edits) const {
+void tiff_container::read_iptc(const tiff_entry& entry) {
+  std::optional<std::string> iptc = tiff_value(*blocks_.exif, entry);
+  if (!iptc || !is_iptc_block(*iptc)) return note_damage();
+  blocks_.iptc = std::move(iptc);
+  const tiff_entry* resources = blocks_.exif->directory.find(tiff_tag::photoshop);
+  if (resources == nullptr) return;
+  resources_ = tiff_value(*blocks_.exif, *resources);
+  if (!resources_) note_damage();
+}
+
+std::optional<edit_plan> tiff_container::plan_whole(const metadata_edits& edits) const {
   if (edits.xmp && edits.xmp->size() > xmp_limit()) return std::nullopt;
   std::vector<tiff_change> changes = edits.fields;
   if (edits.xmp) changes.push_back({tiff_tag::xmp, *edits.xmp});
@@ -77,10 +75,6 @@ std::optional<edit_plan> tiff_container::plan(const metadata_edits& edits) const
 
 }  // namespace
 
-std::unique_ptr<image_container> open_tiff(byte_source& source) {
-  auto container = std::make_unique<tiff_container>(source);
-  if (!container->read_blocks()) return nullptr;
-  return container;
-}
+std::unique_ptr<image_container> open_tiff(byte_source& source) { return std::make_unique<tiff_container>(source); }
 
 }  // namespace platform::host::image

@@ -26,26 +26,25 @@ struct chunk_list {
   std::optional<webp_chunk> xmp;
 };
 
-// Nothing for a cut file, or one with two chunks of a kind that we change.
-std::optional<chunk_list> list_chunks(byte_source& source) {
+// False for a cut file, or one with two chunks of a kind that we change.
+bool list_chunks(byte_source& source, chunk_list& list) {
   const std::optional<std::string> head = source.read(0, first_webp_chunk);
-  if (!head) return std::nullopt;
-  chunk_list list;
+  if (!head) return false;
   list.end = std::uint64_t{8} + get_u32(*head, 4, byte_order::little);
-  if (list.end > source.size()) return std::nullopt;
+  if (list.end > source.size()) return false;
+  bool is_single = true;
   std::uint64_t at = first_webp_chunk;
   for (std::size_t i = 0; i < most_webp_chunks && at < list.end; ++i) {
     const std::optional<webp_chunk> next = webp_chunk_at(source, at, list.end);
-    if (!next) return std::nullopt;
+    if (!next) return false;
     if (i == 0) list.first = *next;
     list.only_one = i == 0;
     std::optional<webp_chunk>* slot = next->type == "EXIF" ? &list.exif : next->type == "XMP " ? &list.xmp : nullptr;
-    if (slot != nullptr && slot->has_value()) return std::nullopt;
-    if (slot != nullptr) *slot = *next;
+    if (slot != nullptr && slot->has_value()) is_single = false;
+    if (slot != nullptr && !slot->has_value()) *slot = *next;
     at = next->end();
   }
-  if (at != list.end || list.first.type.empty()) return std::nullopt;
-  return list;
+  return is_single && at == list.end && !list.first.type.empty();
 }
 
 std::string chunk_bytes(std::string_view type, std::string_view data) {
@@ -66,15 +65,14 @@ std::string extended_header(const webp_canvas& image) {
 
 class webp_container final : public image_container {
  public:
-  webp_container(byte_source& source, chunk_list chunks)
-      : image_container(container_kind::webp), source_(source), chunks_(std::move(chunks)) {}
-
-  [[nodiscard]] bool read_blocks();
+  explicit webp_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata; }
-  [[nodiscard]] std::optional<edit_plan> plan(const metadata_edits& edits) const override;
 
  private:
+  [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
+  [[nodiscard]] bool read_head();
+  [[nodiscard]] std::optional<std::string> read_packet() const;
   [[nodiscard]] bool is_extended() const { return chunks_.first.type == "VP8X"; }
   [[nodiscard]] bool plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const;
   [[nodiscard]] bool plan_xmp(plan_builder& plan, const std::string& packet) const;
@@ -84,24 +82,24 @@ class webp_container final : public image_container {
   std::string flags_;  // the first byte of VP8X
 };
 
-bool webp_container::read_blocks() {
-  if (is_extended()) {
-    std::optional<std::string> flags = source_.read(chunks_.first.data(), 1);
-    if (chunks_.first.size < 10 || !flags) return false;
-    flags_ = std::move(*flags);
-  } else if (!chunks_.only_one || !webp_canvas_of(source_, chunks_.first)) {
-    return false;
-  }
-  if (chunks_.exif) {
-    blocks_.exif = read_tiff_block(webp_exif_block(source_, *chunks_.exif));
-    if (!blocks_.exif) return false;
-  }
-  if (!chunks_.xmp) return true;
-  if (chunks_.xmp->size > largest_metadata) return false;
-  std::optional<std::string> text = source_.read(chunks_.xmp->data(), chunks_.xmp->size);
-  if (!text) return false;
-  blocks_.xmp = parse_xmp_packet(std::move(*text));
-  return blocks_.xmp.has_value();
+webp_container::webp_container(byte_source& source) : image_container(container_kind::webp), source_(source) {
+  if (!list_chunks(source, chunks_) || !read_head()) note_damage();
+  if (chunks_.exif) read_exif(webp_exif_block(source_, *chunks_.exif));
+  if (chunks_.xmp) read_xmp(read_packet());
+}
+
+// False for what is neither of the two kinds of file.
+bool webp_container::read_head() {
+  if (!is_extended()) return chunks_.only_one && webp_canvas_of(source_, chunks_.first);
+  std::optional<std::string> flags = source_.read(chunks_.first.data(), 1);
+  if (chunks_.first.size < 10 || !flags) return false;
+  flags_ = std::move(*flags);
+  return true;
+}
+
+std::optional<std::string> webp_container::read_packet() const {
+  if (chunks_.xmp->size > largest_metadata) return std::nullopt;
+  return source_.read(chunks_.xmp->data(), chunks_.xmp->size);
 }
 
 bool webp_container::plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const {
@@ -143,7 +141,7 @@ bool webp_container::plan_xmp(plan_builder& plan, const std::string& packet) con
   return true;
 }
 
-std::optional<edit_plan> webp_container::plan(const metadata_edits& edits) const {
+std::optional<edit_plan> webp_container::plan_whole(const metadata_edits& edits) const {
   plan_builder plan;
   if (blocks_.exif && !plan_exif(plan, edits.fields)) return std::nullopt;
   if (edits.xmp && !plan_xmp(plan, *edits.xmp)) return std::nullopt;
@@ -157,12 +155,6 @@ std::optional<edit_plan> webp_container::plan(const metadata_edits& edits) const
 
 }  // namespace
 
-std::unique_ptr<image_container> open_webp(byte_source& source) {
-  std::optional<chunk_list> chunks = list_chunks(source);
-  if (!chunks) return nullptr;
-  auto container = std::make_unique<webp_container>(source, std::move(*chunks));
-  if (!container->read_blocks()) return nullptr;
-  return container;
-}
+std::unique_ptr<image_container> open_webp(byte_source& source) { return std::make_unique<webp_container>(source); }
 
 }  // namespace platform::host::image
