@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <string_view>
 
 #include "organize/geo/city_points.h"
@@ -14,9 +13,9 @@
 
 namespace {
 
-// What the tables may take at a time for each byte of a file, and for an empty one.
+// What the tables may take at a time for each byte of a file, and for an empty one: the cells of the cities' index.
 constexpr std::size_t most_for_a_byte = 16;
-constexpr std::size_t most_for_nothing = 4096;
+constexpr std::size_t most_for_nothing = std::size_t{2} << 20;
 
 void require(bool holds) {
   if (!holds) std::abort();
@@ -39,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(content.find(country) != std::string_view::npos);
   require(country.empty() || countries.size() > 0);
 
-  const city_points cities{std::string(content)};
+  const city_points cities(content);
   const city_points::city city = cities.nearest(latitude, longitude);
   require(content.find(city.name) != std::string_view::npos);
   require(content.find(city.state) != std::string_view::npos);

@@ -31,10 +31,18 @@ double distance(double latitude, double longitude, double city_latitude, double 
   return std::sqrt(y * y + x * x) * earth_radius;
 }
 
-std::size_t band_of(double latitude, std::size_t bands) {
-  const double band = std::floor((latitude + 90.0) * 2.0);
-  return static_cast<std::size_t>(std::clamp(band, 0.0, static_cast<double>(bands - 1)));
+constexpr double cells_in_a_degree = 2;
+constexpr std::size_t rows = 360;
+constexpr std::size_t columns = 720;
+
+// What is beyond the last cell belongs to it.
+std::size_t cell_at(double degrees, std::size_t cells) {
+  return static_cast<std::size_t>(
+      std::clamp(std::floor(degrees * cells_in_a_degree), 0.0, static_cast<double>(cells - 1)));
 }
+
+std::size_t row_of(double latitude) { return cell_at(latitude + 90, rows); }
+std::size_t column_of(double longitude) { return cell_at(longitude + 180, columns); }
 
 // How many degrees of longitude the reach is at most, for cities within the reach of the latitude.
 double longitude_limit(double latitude) {
@@ -45,69 +53,86 @@ double longitude_limit(double latitude) {
 
 }  // namespace
 
-city_points::city_points(std::string content) : content_(std::move(content)) {
-  byte_reader reader(content_);
+city_points::city_points(byte_reader&& reader) {
   if (reader.bytes(magic.size()) != magic) return;
   const bool has_states = reader.number<std::uint32_t>() >= first_version_with_states;
   const auto count = reader.number<std::uint32_t>();
   constexpr std::size_t smallest_record = 2 * sizeof(double) + sizeof(std::uint16_t);
-  cities_.reserve(std::min<std::size_t>(count, reader.rest() / smallest_record + 1));
-  places_.reserve(cities_.capacity());
-  for (std::uint32_t i = 0; i < count; ++i) {
+  places_.reserve(std::min<std::uint64_t>(count, reader.rest() / smallest_record + 1));
+  for (; size_ < count && !reader.is_past_end(); ++size_) {
     const auto latitude = reader.number<double>();
-    const auto longitude = reader.number<double>();
-    const std::string_view name = reader.string();
-    add(latitude, longitude, {name, has_states ? reader.string() : std::string_view()});
-    if (!reader.is_past_end()) continue;
-    // A file cut short has only promised what follows: cities without a name at 0, 0. One stands for all of them.
-    if (i + 1 < count) add(0, 0, {});
-    break;
+    add(latitude, reader.number<double>());
+    add_name(reader.string());
+    add_name(has_states ? reader.string() : std::string_view());
+  }
+  // A file cut short has only promised what follows: cities without a name at 0, 0. One stands for all of them.
+  if (size_ < count) {
+    add(0, 0);
+    add_name({});
+    add_name({});
+    ++size_;
   }
   build_index();
 }
 
-void city_points::add(double latitude, double longitude, city names) {
+void city_points::add(double latitude, double longitude) {
   // What is nowhere is near to nothing.
-  if (std::isfinite(latitude) && std::isfinite(longitude)) {
-    places_.push_back({longitude, latitude, static_cast<std::uint32_t>(cities_.size())});
-  }
-  cities_.push_back(names);
+  if (!std::isfinite(latitude) || !std::isfinite(longitude)) return;
+  places_.push_back({longitude, latitude, static_cast<std::uint32_t>(names_.size())});
+}
+
+void city_points::add_name(std::string_view name) {
+  const auto length = static_cast<std::uint16_t>(name.size());
+  names_.push_back(static_cast<char>(length & 0xff));
+  names_.push_back(static_cast<char>(length >> 8));
+  names_.append(name);
+}
+
+city_points::city city_points::names_at(std::uint32_t start) const {
+  byte_reader reader(std::string_view(names_).substr(start));
+  const std::string_view name = reader.string();
+  return {name, reader.string()};
 }
 
 void city_points::build_index() {
+  const auto cell_of = [](const place& one) { return row_of(one.latitude) * columns + column_of(one.longitude); };
+  cell_starts_.resize(rows * columns + 1);
+  for (const place& one : places_)
+    ++cell_starts_[cell_of(one)];
+  // Now the ends; each place that is put in its cell from the end on moves that towards the start.
+  std::partial_sum(cell_starts_.begin(), cell_starts_.end(), cell_starts_.begin());
   std::vector<place> sorted(places_.size());
   for (const place& one : places_)
-    ++band_starts_[band_of(one.latitude, bands) + 1];
-  std::partial_sum(band_starts_.begin(), band_starts_.end(), band_starts_.begin());
-  std::array<std::uint32_t, bands + 1> next = band_starts_;
-  for (const place& one : places_)
-    sorted[next[band_of(one.latitude, bands)]++] = one;
+    sorted[--cell_starts_[cell_of(one)]] = one;
   places_.swap(sorted);
-  for (std::size_t band = 0; band < bands; ++band) {
-    std::sort(places_.begin() + band_starts_[band], places_.begin() + band_starts_[band + 1]);
-  }
+}
+
+std::span<const city_points::place> city_points::places_in(std::size_t row, std::size_t first_column,
+                                                           std::size_t last_column) const {
+  const std::uint32_t start = cell_starts_[row * columns + first_column];
+  return std::span(places_).subspan(start, cell_starts_[row * columns + last_column + 1] - start);
 }
 
 city_points::city city_points::nearest(double latitude, double longitude) const {
-  if (!std::isfinite(latitude) || !std::isfinite(longitude)) return {};
+  if (places_.empty() || !std::isfinite(latitude) || !std::isfinite(longitude)) return {};
   const double limit = longitude_limit(latitude);
-  const std::size_t first_band = band_of(latitude - reach_in_degrees, bands);
-  const std::size_t last_band = band_of(latitude + reach_in_degrees, bands);
+  const std::size_t first_column = column_of(longitude - limit);
+  const std::size_t last_column = column_of(longitude + limit);
+  const std::size_t last_row = row_of(latitude + reach_in_degrees);
   double best = reach;
   std::optional<std::uint32_t> found;
-  for (std::size_t band = first_band; band <= last_band; ++band) {
-    const auto end = places_.begin() + band_starts_[band + 1];
-    const auto begin = std::lower_bound(places_.begin() + band_starts_[band], end, place{longitude - limit, 0, 0});
-    for (auto one = begin; one != end && one->longitude <= longitude + limit; ++one) {
-      const double d = distance(latitude, longitude, one->latitude, one->longitude);
-      const bool is_earlier_at_the_same = found && d == best && one->number < *found;
+  for (std::size_t row = row_of(latitude - reach_in_degrees); row <= last_row; ++row) {
+    for (const place& one : places_in(row, first_column, last_column)) {
+      if (std::abs(one.longitude - longitude) > limit) continue;
+      const double d = distance(latitude, longitude, one.latitude, one.longitude);
+      const bool is_earlier_at_the_same = found && d == best && one.names < *found;
       if (d < best || is_earlier_at_the_same) {
         best = d;
-        found = one->number;
+        found = one.names;
       }
     }
   }
-  return found ? cities_[*found] : city{};
+  return found ? names_at(*found) : city{};
 }
 
 }  // namespace quill_box::organize

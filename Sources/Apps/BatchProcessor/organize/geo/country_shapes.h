@@ -1,6 +1,7 @@
 // The outlines of the countries, and which of them holds a point.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -25,7 +26,8 @@ class country_shapes {
  public:
   country_shapes() = default;
   /// From the content of the file: no countries in a foreign one, and of one that is cut short what is there.
-  explicit country_shapes(std::string_view content);
+  explicit country_shapes(byte_reader&& reader);
+  explicit country_shapes(std::string_view content) : country_shapes(byte_reader(content)) {}
 
   [[nodiscard]] std::size_t size() const { return countries_.size(); }
 
@@ -41,16 +43,21 @@ class country_shapes {
   struct latitudes {
     double lowest;
     double highest;
+    void take_in(double latitude) {
+      lowest = std::min(lowest, latitude);
+      highest = std::max(highest, latitude);
+    }
     /// Whether an edge within can have its ends on both sides.
     [[nodiscard]] bool part_at(double latitude) const { return lowest <= latitude && latitude < highest; }
   };
-  /// Edges from each of the points first to last - 1 to the one behind it.
+  /// The edges to each of the points first to last - 1 from the one before it.
   struct stretch {
     std::uint32_t first;
     std::uint32_t last;
     latitudes range;
   };
   struct ring {
+    std::uint32_t last_point;  ///< the one before the first
     std::uint32_t first_stretch;
     std::uint32_t last_stretch;
     latitudes range;
@@ -67,10 +74,11 @@ class country_shapes {
 
   void read_country(byte_reader& reader);
   void read_ring(byte_reader& reader);
+  void add_ring(std::uint32_t start);
   [[nodiscard]] bool is_in_ring(const ring& outline, double latitude, double longitude) const;
   [[nodiscard]] bool is_in(const country& land, double latitude, double longitude) const;
 
-  std::vector<point> points_;  ///< of each ring, with its last point also in front
+  std::vector<point> points_;  ///< of all rings
   std::vector<stretch> stretches_;
   std::vector<ring> rings_;
   std::vector<country> countries_;

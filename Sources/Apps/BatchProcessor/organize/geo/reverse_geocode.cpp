@@ -6,7 +6,8 @@
 #include <string_view>
 
 #include "files/content_folder.h"
-#include "files/file_functions.h"
+#include "organize/geo/byte_reader.h"
+#include "platform/machine.h"
 #include "text/conversions.h"
 #include "text/paths.h"
 
@@ -17,9 +18,15 @@ namespace {
 // Far beyond any geo data that ships.
 constexpr std::uint64_t largest_file = std::uint64_t{1} << 30;
 
-std::string content_of(std::wstring_view name) {
-  const std::wstring folder = paths::join(files::content_folder(), L"GeoData");
-  return files::read_whole_file(paths::join(folder, name), largest_file).value_or("");
+// Empty where the file can't be opened.
+template <class Table>
+Table table_from(std::wstring_view name) {
+  const std::wstring path = paths::join(paths::join(files::content_folder(), L"GeoData"), name);
+  const auto file = platform::current().files.open(path, {platform::access::read, platform::share::all});
+  if (!file) return Table();
+  const auto size = (*file)->size();
+  if (!size || *size > largest_file) return Table();
+  return Table(byte_reader(**file, *size));
 }
 
 std::mutex tables_lock;
@@ -30,7 +37,7 @@ std::unique_ptr<const geo_tables> tables;
 const geo_tables& geo_tables_instance() {
   const std::lock_guard guard(tables_lock);
   if (!tables) {
-    tables.reset(new geo_tables{country_shapes(content_of(L"countries.bin")), city_points(content_of(L"cities.bin"))});
+    tables.reset(new geo_tables{table_from<country_shapes>(L"countries.bin"), table_from<city_points>(L"cities.bin")});
   }
   return *tables;
 }
