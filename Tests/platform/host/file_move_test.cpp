@@ -15,6 +15,7 @@
 
 #include "platform/host/host_files.h"
 #include "platform/host/intercepted_calls.h"
+#include "platform/host/moving.h"
 #include "platform/host/rewrite_journal.h"
 #include "platform/host/staging.h"
 #include "platform/host/unique_descriptor.h"
@@ -23,6 +24,7 @@ namespace {
 
 using host_test::content;
 using host_test::intercepted_call;
+using host_test::move;
 using host_test::nobody;
 using host_test::put;
 using host_test::status_of;
@@ -32,10 +34,6 @@ using platform::host::path_bytes;
 using platform::host::unique_descriptor;
 using platform::host::wide_from_bytes;
 using names = std::vector<std::string>;
-
-win32_error move(const std::string& from, const std::string& to) {
-  return platform::host::move_to_free_name(path_bytes(wide_from_bytes(from)), path_bytes(wide_from_bytes(to)));
-}
 
 std::function<int()> failing_with(int error) {
   return [error] { return error; };

@@ -13,9 +13,9 @@
 #include <functional>
 #include <optional>
 
-#include "platform/host/file_move.h"
 #include "platform/host/host_files.h"
 #include "platform/host/intercepted_calls.h"
+#include "platform/host/moving.h"
 #include "platform/host/staging.h"
 #include "platform/host/unique_descriptor.h"
 
@@ -23,22 +23,17 @@ namespace {
 
 using host_test::content;
 using host_test::intercepted_call;
+using host_test::move;
 using host_test::nobody;
 using host_test::put;
 using host_test::set_attribute;
 using host_test::status_of;
 using host_test::system_call;
 using platform::win32_error;
-using platform::host::path_bytes;
 using platform::host::unique_descriptor;
-using platform::host::wide_from_bytes;
 using names = std::vector<std::string>;
 
 enum class volumes : std::uint8_t { two, one_that_refuses };
-
-win32_error move(const std::string& from, const std::string& to) {
-  return platform::host::move_to_free_name(path_bytes(wide_from_bytes(from)), path_bytes(wide_from_bytes(to)));
-}
 
 std::filesystem::path other_volume(volumes which) {
   const bool has_memory_disk = which == volumes::two && std::filesystem::is_directory("/dev/shm");

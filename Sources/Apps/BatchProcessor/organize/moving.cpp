@@ -1,7 +1,9 @@
 #include "organize/moving.h"
 
+#include <exception>
 #include <utility>
 
+#include "logging/log.h"
 #include "platform/machine.h"
 #include "text/conversions.h"
 #include "text/format.h"
@@ -46,6 +48,15 @@ platform::win32_error move_and_record(undo_journal& journal, const std::wstring&
   platform::current().shell.notify_of_rename(from, to);
   journal.moves.push_back(std::move(move));
   return moved;
+}
+
+void leave_journal(const undo_journal& journal, std::string_view action) {
+  try {
+    write_journal(journal, journal_path(journal.folder));
+  } catch (const std::exception& failure) {
+    logging::log(logging::level::warning, "{}: failed to write undo journal for {}: {}", action, journal.folder,
+                 failure.what());
+  }
 }
 
 void tell_shell(const std::set<std::wstring>& touched_folders, const std::wstring& folder) {

@@ -29,7 +29,11 @@ namespace quill_box::organize {
 /// it has no Unicode text: a file that was moved so could not be put back.
 platform::win32_error move_and_record(undo_journal& journal, const std::wstring& from, const std::wstring& to);
 
-/// At the end of a run: the shell hears of the folders that got files, then of the organized one and takes it all up.
+/// At the end of a run, writes the journal into the organized folder. A failure is a line in the log that begins with
+/// the name of the action: the files have been moved.
+void leave_journal(const undo_journal& journal, std::string_view action);
+
+/// After that, the shell hears of the folders that got files, then of the organized one and takes it all up.
 void tell_shell(const std::set<std::wstring>& touched_folders, const std::wstring& folder);
 
 }  // namespace quill_box::organize

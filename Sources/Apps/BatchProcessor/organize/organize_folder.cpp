@@ -74,15 +74,6 @@ void move_guarded(type_run& run, const std::wstring& file) {
   }
 }
 
-void write_journal_guarded(const undo_journal& journal) {
-  try {
-    write_journal(journal, journal_path(journal.folder));
-  } catch (const std::exception& failure) {
-    logging::log(level::warning, "Organize folder: failed to write undo journal for {}: {}", journal.folder,
-                 failure.what());
-  }
-}
-
 void organize_by_type(batch_processor::processing_context& context, const std::wstring& folder) {
   auto& settings = high_level_settings::settings_instance();
   type_run run;
@@ -101,7 +92,7 @@ void organize_by_type(batch_processor::processing_context& context, const std::w
   for (std::size_t i = 0; i < files.size() && begin_item(*context.callbacks, i + 1, files.size()); ++i)
     move_guarded(run, files[i]);
 
-  if (run.moved > 0) write_journal_guarded(run.journal);
+  if (run.moved > 0) leave_journal(run.journal, "Organize folder");
   tell_shell(run.touched_folders, folder);
   logging::log(level::info, "Organize folder: moved {} files into {} subfolders of {} ({} failures)", run.moved,
                run.touched_folders.size(), folder, run.failed);

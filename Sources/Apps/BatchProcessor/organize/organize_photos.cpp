@@ -191,15 +191,6 @@ void organize_photo_guarded(photo_run& run, const std::wstring& photo) {
   }
 }
 
-void write_journal_guarded(const undo_journal& journal) {
-  try {
-    write_journal(journal, journal_path(journal.folder));
-  } catch (const std::exception& failure) {
-    logging::log(level::warning, "Organize folder (Photos): failed to write undo journal for {}: {}", journal.folder,
-                 failure.what());
-  }
-}
-
 std::string report_of(const photo_run& run) {
   struct cause {
     std::size_t count;
@@ -254,7 +245,7 @@ void organize_photos(batch_processor::processing_context& context, const std::ws
   for (std::size_t i = 0; i < photos.size() && begin_item(*context.callbacks, i + 1, photos.size()); ++i)
     organize_photo_guarded(run, photos[i]);
 
-  if (run.moved > 0) write_journal_guarded(run.journal);
+  if (run.moved > 0) leave_journal(run.journal, "Organize folder (Photos)");
   tell_shell(run.touched_folders, folder);
   logging::log(level::info,
                "Organize folder (Photos): moved {} files ({} failed [{} still in use], {} skipped for path length) "
