@@ -143,6 +143,13 @@ TEST_F(file_functions, the_family_folder_is_relative_when_the_system_names_no_pl
   EXPECT_EQ(files::family_folder(), LR"(Larkspur Forge LLC\Tessel Works Kit)");
 }
 
+TEST_F(file_functions, the_system_is_asked_for_the_family_folder_once_whatever_it_says) {
+  machine.calls.refuse("local_app_data", {}, platform::hresult::fail, 1);
+  EXPECT_EQ(files::family_folder(), LR"(Larkspur Forge LLC\Tessel Works Kit)");
+  EXPECT_EQ(files::family_folder(), LR"(Larkspur Forge LLC\Tessel Works Kit)");
+  EXPECT_EQ(machine.calls.count("local_app_data"), 1U);
+}
+
 TEST(read_whole_file, a_failure_of_any_call_gives_nothing) {
   const std::array<support::fault_code, 1> codes = {win32_error::gen_failure};
   std::optional<std::string> content;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "files/family_folders.h"
 #include "logging/log.h"
 #include "text/conversions.h"
 #include "text/letter_case.h"
@@ -20,6 +21,12 @@ std::string_view without_prefix(std::string_view line) {
   const std::size_t thread = line.find(" T:");
   const std::size_t level = thread == std::string_view::npos ? thread : line.find("] [", thread);
   return level == std::string_view::npos ? std::string_view() : line.substr(level + 2);
+}
+
+// What the process keeps of the machine that it runs on.
+void forget_what_was_there() {
+  logging::logger()->close();
+  files::forget_family_folder();
 }
 
 void append_log_lines(std::vector<std::string>& lines, std::string_view content) {
@@ -69,12 +76,12 @@ std::vector<std::string> simulated_machine::open_handles() const {
 }
 
 installed_machine::installed_machine(platform::machine& machine) {
-  logging::logger()->close();
+  forget_what_was_there();
   before_ = platform::install(&machine);
 }
 
 installed_machine::~installed_machine() {
-  logging::logger()->close();
+  forget_what_was_there();
   platform::install(before_);
 }
 

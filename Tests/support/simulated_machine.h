@@ -74,7 +74,8 @@ class simulated_machine {
   platform::machine machine{files, profiles, properties, images, shell, processes, clock, terminal, errors};
 };
 
-/// Makes a machine the current one for a scope. The process's log is closed at both ends, so that a test gets its own.
+/// Makes a machine the current one for a scope. At both ends the process's log is closed and the family's folder
+/// forgotten, so that a test gets its own.
 class installed_machine {
  public:
   explicit installed_machine(platform::machine& machine);
