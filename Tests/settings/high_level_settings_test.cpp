@@ -4,11 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
 #include <variant>
 
 #include "files/filesystem_error.h"
 #include "logging/log.h"
 #include "shipped_settings.h"
+#include "support/allocation_faults.h"
 #include "support/failure_of.h"
 #include "support/fault_sweep.h"
 #include "support/simulated_machine.h"
@@ -159,6 +164,50 @@ TEST_F(settings_test, restoring_the_old_time_hides_a_change) {
   write(quill_box(R"({"general.showTagsAsIconOverlay":true})"));
   machine.entry(user_file).last_written = time;
   EXPECT_FALSE(settings.show_tags_as_icon_overlay());
+}
+
+TEST_F(settings_test, a_change_while_the_file_is_read_is_seen_by_the_next_read) {
+  write(quill_box(R"({"general.showTagsAsIconOverlay":false})"));
+  settings_file settings;
+  machine.calls.before("close", 1, [this] { write(quill_box(R"({"general.showTagsAsIconOverlay":true})")); });
+  EXPECT_FALSE(settings.show_tags_as_icon_overlay());
+  EXPECT_TRUE(settings.show_tags_as_icon_overlay());
+}
+
+TEST_F(settings_test, a_time_that_can_not_be_told_is_0_and_the_next_read_reads_again) {
+  write(quill_box("{}"));
+  settings_file settings;
+  ASSERT_TRUE(settings.load(false));
+  write(quill_box(R"({"general.showTagsAsIconOverlay":false})"));
+  machine.calls.refuse("facts", user_file, win32_error::access_denied, 2);
+  EXPECT_FALSE(settings.show_tags_as_icon_overlay());
+  machine.calls.clear();
+  EXPECT_FALSE(settings.show_tags_as_icon_overlay());
+  EXPECT_EQ(machine.calls.count("open"), 1U);
+}
+
+TEST_F(settings_test, a_read_without_memory_fails_the_load_and_the_next_one_reads_again) {
+  constexpr std::size_t large = 50'000;
+  write(quill_box(R"({"s":")" + std::string(large, 'x') + R"("})"));
+  settings_file settings;
+  {
+    // The first one of this size is for the whole text, the second for the value.
+    const support::allocation_fault fault(2, large);
+    EXPECT_FALSE(settings.load(false));
+    EXPECT_TRUE(fault.struck());
+  }
+  EXPECT_FALSE(settings.find_value("quill-box", "s"));
+  EXPECT_THAT(machine.log_lines(), IsEmpty());
+  EXPECT_TRUE(settings.load(false));
+  EXPECT_TRUE(settings.find_value("quill-box", "s"));
+}
+
+TEST_F(settings_test, what_is_no_exception_is_swallowed_without_a_line) {
+  write(quill_box("{}"));
+  settings_file settings;
+  machine.calls.before("kind", 1, [] { throw 42; });  // NOLINT(hicpp-exception-baseclass)
+  EXPECT_FALSE(settings.load(false));
+  EXPECT_THAT(machine.log_lines(), IsEmpty());
 }
 
 TEST_F(settings_test, a_file_deleted_after_the_first_read_is_seeded_again) {
@@ -351,6 +400,30 @@ TEST_F(settings_test, overlays_are_shown_when_nothing_can_be_loaded) {
   EXPECT_TRUE(settings.show_rating_as_icon_overlay());
 }
 
+// What was read before doesn't count where a reader wants a load that works, and does where it ignores the load.
+TEST_F(settings_test, a_later_load_that_fails_gives_each_reader_its_own_answer) {
+  write(document(
+      section(
+          "quill-box",
+          R"({"general.showTagsAsIconOverlay":false,"general.showRatingAsIconOverlay":false,)"
+          R"("organize.excludedNames":["x"],"organize.photoNamingPattern":"n","organize.photoPlacementPattern":"p"})") +
+      "," +
+      section("orchid-lens-ai",
+              R"({"general":{"tags.text_domain":["a"],"tags.text_purpose":[],"tags.text_specific":[]}})")));
+  settings_file settings;
+  EXPECT_FALSE(settings.show_tags_as_icon_overlay());
+  EXPECT_TRUE(settings.show_tag_completion_toast());
+  machine.disk.remove(*machine.disk.find(user_file));  // and there is no default
+  EXPECT_TRUE(settings.show_tags_as_icon_overlay());
+  EXPECT_TRUE(settings.show_rating_as_icon_overlay());
+  EXPECT_FALSE(settings.show_tag_completion_toast());
+  EXPECT_EQ(failure_of([&settings] { static_cast<void>(settings.auto_tag_texts()); }),
+            "Unable to get list of auto tags");
+  EXPECT_THAT(settings.excluded_names(), ElementsAre(L"x"));
+  EXPECT_EQ(settings.photo_naming_pattern(), L"n");
+  EXPECT_EQ(settings.photo_placement_pattern(), L"p");
+}
+
 TEST_F(settings_test, some_readers_do_not_load) {
   write(document(section("quill-box", R"({"general.roundedThumbnailCorners":false,"general.ratingOverlayIcon":"x"})") +
                  "," + section("orchid-lens-ai", R"({"people_recognition.enabled":true})")));
@@ -446,6 +519,60 @@ TEST_F(settings_test, the_file_is_never_written) {
       EXPECT_THAT(line, testing::HasSubstr("Settings.json, read, "));
     }
   }
+}
+
+// Several threads.
+
+TEST_F(settings_test, a_load_does_not_wait_for_another_one_that_is_reading) {
+  write(quill_box(R"({"s":"x"})"));
+  settings_file settings;
+  std::promise<void> is_reading;
+  std::promise<void> other_is_done;
+  machine.calls.before("read", 1, [&is_reading, &other_is_done] {
+    is_reading.set_value();
+    EXPECT_EQ(other_is_done.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  });
+  bool slow_loaded = false;
+  std::thread slow([&settings, &slow_loaded] { slow_loaded = settings.load(true); });
+  is_reading.get_future().wait();
+  EXPECT_TRUE(settings.load(true));
+  EXPECT_EQ(settings.get_string("quill-box", "s", L""), L"x");
+  other_is_done.set_value();
+  slow.join();
+  EXPECT_TRUE(slow_loaded);
+  EXPECT_EQ(settings.get_string("quill-box", "s", L""), L"x");
+}
+
+TEST_F(settings_test, threads_that_load_at_once_give_readers_whole_sections) {
+  // The three lists of one file always hold the same word.
+  const auto with_word = [](const std::string& word) {
+    return orchid_lens_ai(R"({"general":{"tags.text_domain":[")" + word + R"("],"tags.text_purpose":[")" + word +
+                          R"("],"tags.text_specific":[")" + word + R"("]}})");
+  };
+  write(with_word("a"));
+  settings_file settings;
+  ASSERT_TRUE(settings.load(false));
+  std::atomic<int> loading = 2;
+  const auto load_often = [&] {
+    for (int i = 0; i < 100; ++i) {
+      {
+        const auto guard = machine.calls.hold();
+        write(with_word(i % 2 == 0 ? "b" : "a"));
+      }
+      EXPECT_TRUE(settings.load(true));
+    }
+    --loading;
+  };
+  std::thread one(load_often);
+  std::thread other(load_often);
+  while (loading > 0) {
+    const wide_strings texts = settings.auto_tag_texts();
+    EXPECT_EQ(texts, wide_strings(3, texts.empty() ? L"none" : texts[0]));
+    EXPECT_TRUE(settings.find_value("orchid-lens-ai", "general.tags.text_domain"));
+    EXPECT_TRUE(settings.is_enabled());
+  }
+  one.join();
+  other.join();
 }
 
 TEST_F(settings_test, there_is_one_instance_until_it_is_forgotten) {
