@@ -112,14 +112,14 @@ const action actions[] = {
      {},
      [](const tag_vector&) { return tag_vector(); }},
     {"toggle_tags",
-     [](const std::wstring& path) { toggle_tags_action(path, L"c"); },
+     [](const std::wstring& path) { toggle_tags(path, L"c"); },
      {},
      [](tag_vector tags) {
        tags.push_back(L"c");
        return tags;
      }},
     {"update_tags",
-     [](const std::wstring& path) { update_tags_action(path, L"+c;-A"); },
+     [](const std::wstring& path) { update_tags(path, L"+c;-A"); },
      {},
      [](tag_vector tags) {
        std::erase(tags, L"a");

@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "logging/log.h"
+#include "metadata/rating_and_tag_actions.h"
 #include "platform/property_keys.h"
 #include "support/simulated_machine.h"
 
@@ -33,6 +35,16 @@ std::string raised_by(Action action) {
     return error.what();
   }
   return {};
+}
+
+inline void toggle_tags(const std::wstring& path, std::wstring tags) {
+  text::split_once parameters(std::move(tags));
+  toggle_tags_action(path, parameters);
+}
+
+inline void update_tags(const std::wstring& path, std::wstring edits) {
+  text::split_once parameters(std::move(edits));
+  update_tags_action(path, parameters);
 }
 
 class metadata_test : public testing::Test {

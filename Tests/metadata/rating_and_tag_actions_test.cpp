@@ -141,78 +141,88 @@ TEST_F(remove_tags_item, skips_an_mp3) {
 
 TEST_F(toggle_tags_item, adds_the_missing_and_removes_the_present) {
   has_tags({L"a", L"b"});
-  toggle_tags_action(photo, L"b;c");
+  toggle_tags(photo, L"b;c");
   EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"c"}));
 }
 
 TEST_F(toggle_tags_item, tells_spellings_apart) {
   has_tags({L"beach"});
-  toggle_tags_action(photo, L"Beach");
+  toggle_tags(photo, L"Beach");
   EXPECT_EQ(tags(), property_value(tag_vector{L"beach", L"Beach"}));
 }
 
 TEST_F(toggle_tags_item, removes_the_first_match_only) {
   has_tags({L"a", L"b", L"a"});
-  toggle_tags_action(photo, L"a");
+  toggle_tags(photo, L"a");
   EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"b"}));
 }
 
 TEST_F(toggle_tags_item, of_one_tag_twice_changes_nothing_in_the_end) {
   has_tags({L"a"});
-  toggle_tags_action(photo, L"b;b");
+  toggle_tags(photo, L"b;b");
   EXPECT_EQ(tags(), property_value(tag_vector{L"a"}));
 }
 
 TEST_F(toggle_tags_item, a_missing_tag_is_added_to_what_a_second_read_gives) {
   has_tags({L"a"});
   machine.calls.before("get", 2, [this] { has_tags({L"a", L"x"}); });
-  toggle_tags_action(photo, L"c");
+  toggle_tags(photo, L"c");
   EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"c", L"x"}));
   EXPECT_EQ(machine.calls.count("get"), 2U);
 }
 
 TEST_F(toggle_tags_item, a_present_tag_is_removed_from_what_the_first_read_gave) {
   has_tags({L"a", L"b"});
-  toggle_tags_action(photo, L"a");
+  toggle_tags(photo, L"a");
   EXPECT_EQ(machine.calls.count("get"), 1U);
 }
 
 TEST_F(toggle_tags_item, of_two_tags_on_a_refusing_type_stores_the_first_and_raises) {
   machine.properties.handler(L".jpg").refused_keys[keywords_key] = hresult::storage_access_denied;
-  EXPECT_EQ(raised_by([] { toggle_tags_action(photo, L"a;b"); }), "Failed to set tags");
+  EXPECT_EQ(raised_by([] { toggle_tags(photo, L"a;b"); }), "Failed to set tags");
   EXPECT_EQ(set_value(photo, keywords_key), property_value(tag_vector{L"a"}));
   EXPECT_EQ(tags(), no_value);
 }
 
 TEST_F(toggle_tags_item, opens_and_commits_once) {
-  toggle_tags_action(photo, L"a;b;c");
+  toggle_tags(photo, L"a;b;c");
   EXPECT_EQ(machine.calls.count("open_handler_store"), 1U);
   EXPECT_EQ(machine.calls.count("commit"), 1U);
   EXPECT_EQ(machine.calls.count("set"), 3U);
 }
 
-TEST_F(toggle_tags_item, each_item_is_toggled_by_its_own_parameters) {
-  toggle_tags_action(photo, L"a");
-  toggle_tags_action(photo, L"b");
+TEST_F(toggle_tags_item, each_call_has_its_own_parameters) {
+  toggle_tags(photo, L"a");
+  toggle_tags(photo, L"b");
   EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"b"}));
+}
+
+TEST_F(toggle_tags_item, one_job_toggles_the_same_tags_on_each_of_its_items) {
+  const std::wstring other = LR"(C:\other.jpg)";
+  machine.write_file(other, "photo");
+  text::split_once parameters(L"a;b");
+  toggle_tags_action(photo, parameters);
+  toggle_tags_action(other, parameters);
+  EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"b"}));
+  EXPECT_EQ(machine.properties.handler_value(other, keywords_key), property_value(tag_vector{L"a", L"b"}));
 }
 
 TEST_F(toggle_tags_item, without_tags_changes_nothing) {
   has_tags({L"b", L"a"});
-  toggle_tags_action(photo, L";;");
+  toggle_tags(photo, L";;");
   EXPECT_EQ(tags(), property_value(tag_vector{L"b", L"a"}));
 }
 
 TEST_F(toggle_tags_item, skips_an_mp3) {
   machine.write_file(song, "");
-  toggle_tags_action(song, L"a");
+  toggle_tags(song, L"a");
   expect_skipped(R"([INFO] Toggle Tags: Skipping file C:\a.Mp3. Unsupported filetype .mp3)");
 }
 
 TEST_F(toggle_tags_item, that_can_not_be_read_are_not_replaced) {
   has_tags({L"a", L"b"});
   machine.calls.refuse("get", photo, hresult::fail);
-  EXPECT_EQ(raised_by([] { toggle_tags_action(photo, L"c"); }), "Failed to get tags");
+  EXPECT_EQ(raised_by([] { toggle_tags(photo, L"c"); }), "Failed to get tags");
   EXPECT_EQ(tags(), property_value(tag_vector{L"a", L"b"}));
 }
 
@@ -220,13 +230,13 @@ TEST_F(toggle_tags_item, that_can_not_be_read_are_not_replaced) {
 
 TEST_F(update_tags_item, adds_and_removes) {
   has_tags({L"a", L"b"});
-  update_tags_action(photo, L"+c;-a");
+  update_tags(photo, L"+c;-a");
   EXPECT_EQ(tags(), property_value(tag_vector{L"b", L"c"}));
 }
 
 TEST_F(update_tags_item, ignores_case) {
   has_tags({L"Beach", L"\u00c4pfel"});
-  update_tags_action(photo, L"+beach;-\u00e4PFEL");
+  update_tags(photo, L"+beach;-\u00e4PFEL");
   EXPECT_EQ(tags(), property_value(tag_vector{L"Beach"}));
 }
 
@@ -234,7 +244,7 @@ TEST_F(update_tags_item, stores_nothing_when_nothing_changed) {
   has_tags({L"a"});
   for (const wchar_t* edits : {L"", L"+a", L"-b", L"+A;-c", L"a;b", L"+;-", L"*a", L" +b"}) {
     machine.calls.clear();
-    update_tags_action(photo, edits);
+    update_tags(photo, edits);
     EXPECT_EQ(machine.calls.count("set"), 0U);
     EXPECT_EQ(machine.calls.count("commit"), 0U);
     EXPECT_EQ(machine.calls.count("release_store"), 1U);
@@ -243,26 +253,26 @@ TEST_F(update_tags_item, stores_nothing_when_nothing_changed) {
 
 TEST_F(update_tags_item, what_comes_back_to_the_start_is_stored_all_the_same) {
   has_tags({L"a"});
-  update_tags_action(photo, L"+b;-b");
+  update_tags(photo, L"+b;-b");
   EXPECT_EQ(machine.calls.count("commit"), 1U);
   EXPECT_EQ(tags(), property_value(tag_vector{L"a"}));
 }
 
 TEST_F(update_tags_item, reads_and_stores_once) {
-  update_tags_action(photo, L"+a;+b;-c;+d");
+  update_tags(photo, L"+a;+b;-c;+d");
   EXPECT_EQ(machine.calls.count("get"), 1U);
   EXPECT_EQ(machine.calls.count("set"), 1U);
 }
 
 TEST_F(update_tags_item, skips_an_mp3) {
   machine.write_file(song, "");
-  update_tags_action(song, L"+a");
+  update_tags(song, L"+a");
   expect_skipped(R"([INFO] Update Tags: Skipping file C:\a.Mp3. Unsupported filetype .mp3)");
 }
 
 TEST_F(update_tags_item, of_a_folder_start_from_its_own_tags) {
   machine.write_file(folder_ini, "[QuillBox]\r\nTags=a;b\r\n");
-  update_tags_action(folder, L"+c");
+  update_tags(folder, L"+c");
   EXPECT_EQ(set_value(folder, keywords_key), property_value(tag_vector{L"a", L"b", L"c"}));
 }
 
@@ -272,8 +282,8 @@ void run_all(const std::wstring& path) {
   set_rating_action(path, L"4");
   remove_rating_action(path);
   remove_tags_action(path);
-  toggle_tags_action(path, L"a");
-  update_tags_action(path, L"+a");
+  toggle_tags(path, L"a");
+  update_tags(path, L"+a");
 }
 
 TEST_F(all_actions, pass_over_a_missing_file_in_silence) {
@@ -298,8 +308,8 @@ TEST_F(all_actions, raise_a_failed_open) {
   EXPECT_EQ(raised_by([] { set_rating_action(photo, L"4"); }), message);
   EXPECT_EQ(raised_by([] { remove_rating_action(photo); }), message);
   EXPECT_EQ(raised_by([] { remove_tags_action(photo); }), message);
-  EXPECT_EQ(raised_by([] { toggle_tags_action(photo, L"a"); }), message);
-  EXPECT_EQ(raised_by([] { update_tags_action(photo, L"+a"); }), message);
+  EXPECT_EQ(raised_by([] { toggle_tags(photo, L"a"); }), message);
+  EXPECT_EQ(raised_by([] { update_tags(photo, L"+a"); }), message);
 }
 
 TEST_F(all_actions, give_a_protected_folder_its_attributes_back) {

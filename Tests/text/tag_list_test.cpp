@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "support/allocation_faults.h"
+
 namespace {
 
 using testing::ElementsAre;
@@ -24,6 +28,18 @@ TEST(split_tag_list, knows_no_escape) {
 
 TEST(split_tag_list, keeps_order_and_duplicates) {
   EXPECT_THAT(text::split_tag_list(L";b;a;b"), ElementsAre(L"b", L"a", L"b"));
+}
+
+TEST(split_once, splits_the_first_time_and_keeps_the_list) {
+  std::wstring text = L"first tag of a list;second tag of a list";
+  const support::allocation_fault fault(1);
+  text::split_once list(std::move(text));
+  EXPECT_FALSE(fault.struck());
+  EXPECT_THROW(static_cast<void>(list.tags()), std::bad_alloc);
+  const auto tags = list.tags();
+  EXPECT_THAT(tags, ElementsAre(L"first tag of a list", L"second tag of a list"));
+  EXPECT_EQ(list.tags().data(), tags.data());
+  EXPECT_EQ(list.list(), L"first tag of a list;second tag of a list");
 }
 
 TEST(join_tag_list, puts_a_semicolon_between_tags) {

@@ -14,12 +14,12 @@ dispatched dispatched_from(metadata::outcome outcome) {
 
 }  // namespace
 
-dispatched dispatch_action(processing_context& context, const std::wstring& item, const std::wstring& parameters,
+dispatched dispatch_action(processing_context& context, const std::wstring& item, text::split_once& parameters,
                            std::optional<platform::item_kind> kind) {
   using action_types::actions;
   switch (context.action) {
     case actions::set_rating:
-      return dispatched_from(metadata::set_rating_action(item, parameters, kind));
+      return dispatched_from(metadata::set_rating_action(item, parameters.list(), kind));
     case actions::remove_rating:
       return dispatched_from(metadata::remove_rating_action(item, kind));
     case actions::remove_tags:
@@ -29,7 +29,7 @@ dispatched dispatch_action(processing_context& context, const std::wstring& item
     case actions::update_tags:
       return dispatched_from(metadata::update_tags_action(item, parameters, kind));
     case actions::organize_folder:
-      organize::organize_folder(context, item, parameters);
+      organize::organize_folder(context, item, parameters.list());
       return dispatched::taken_up;
     case actions::organize_undo:
       organize::undo_organize(context, item);

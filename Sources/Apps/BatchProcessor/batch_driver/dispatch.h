@@ -6,6 +6,7 @@
 
 #include "batch_driver/processing_context.h"
 #include "platform/file_system.h"
+#include "text/tag_list.h"
 
 namespace quill_box::batch_processor {
 
@@ -15,8 +16,9 @@ enum class dispatched : std::uint8_t {
   taken_up,
 };
 
-/// Runs the action of `context` on one item. `kind` is what was just found there, none where nothing was.
+/// Runs the action of `context` on one item. `parameters` are the job's; `kind` is what was just found at the item,
+/// none where nothing was.
 [[nodiscard]] dispatched dispatch_action(processing_context& context, const std::wstring& item,
-                                         const std::wstring& parameters, std::optional<platform::item_kind> kind);
+                                         text::split_once& parameters, std::optional<platform::item_kind> kind);
 
 }  // namespace quill_box::batch_processor

@@ -20,6 +20,7 @@
 #include "text/conversions.h"
 #include "text/format.h"
 #include "text/paths.h"
+#include "text/tag_list.h"
 
 namespace quill_box::batch_processor {
 
@@ -47,7 +48,7 @@ class apartment {
 
 // The state of one run beyond the context.
 struct run_state {
-  std::wstring parameters;
+  text::split_once parameters;
   std::wstring item;  ///< the current one; what failures are reported against
   int index = 0;      ///< 1-based; 0 until the job is loaded
   int error_count = 0;
@@ -119,8 +120,7 @@ void refresh_item(actions action, dispatched done, const std::wstring& item, ite
   static_cast<void>(machine.shell.renew_thumbnail(item, thumbnail_size));
 }
 
-void process_item(processing_context& context, const run_state& state, const std::wstring& item,
-                  refresh_list& changed) {
+void process_item(processing_context& context, run_state& state, const std::wstring& item, refresh_list& changed) {
   // A failure is not an error here: the item may be no path at all, and its action meets whatever is wrong.
   const auto found = platform::current().files.kind(item);
   if (found && *found == item_kind::cloud_placeholder) fetch_cloud_file(item);
@@ -209,7 +209,7 @@ void run_job(processing_context& context, run_state& state) {
   std::wstring path = context.job_path;
   load_job(job, std::move(path), context.delete_job_file);
   context.action = action_types::action_from_string(job.action_type);
-  state.parameters = job.action_parameters;
+  state.parameters = text::split_once(job.action_parameters);
   context.item_count = static_cast<int>(job.files.size());
   show_display_if_large(context);
   refresh_list changed;

@@ -12,7 +12,6 @@
 #include "shell_registration/shell_handlers.h"
 #include "text/letter_case.h"
 #include "text/paths.h"
-#include "text/tag_list.h"
 
 namespace quill_box::metadata {
 
@@ -115,20 +114,20 @@ outcome remove_tags_action(const std::wstring& path, known_kind kind) {
   });
 }
 
-outcome toggle_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind) {
-  return change_metadata(L"Toggle Tags", is_tag_capable, path, kind, [parameters](file_metadata_store& store) {
-    for (const std::wstring& tag : text::split_tag_list(parameters))
+outcome toggle_tags_action(const std::wstring& path, text::split_once& parameters, known_kind kind) {
+  return change_metadata(L"Toggle Tags", is_tag_capable, path, kind, [&parameters](file_metadata_store& store) {
+    for (const std::wstring& tag : parameters.tags())
       toggle_tag(store, tag);
     store.commit();
     store.close();
   });
 }
 
-outcome update_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind) {
-  return change_metadata(L"Update Tags", is_tag_capable, path, kind, [parameters](file_metadata_store& store) {
+outcome update_tags_action(const std::wstring& path, text::split_once& parameters, known_kind kind) {
+  return change_metadata(L"Update Tags", is_tag_capable, path, kind, [&parameters](file_metadata_store& store) {
     tag_vector tags = store.get_tags();
     bool changed = false;
-    for (const std::wstring& edit : text::split_tag_list(parameters)) {
+    for (const std::wstring& edit : parameters.tags()) {
       const bool this_changed = edit_tags(tags, edit);
       changed = changed || this_changed;
     }

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/file_system.h"
+#include "text/tag_list.h"
 
 namespace quill_box::metadata {
 
@@ -26,10 +27,10 @@ outcome remove_rating_action(const std::wstring& path, known_kind kind = {});
 outcome remove_tags_action(const std::wstring& path, known_kind kind = {});
 
 /// `parameters` is a list of tags. Each is removed if the item has it in this very spelling, and added otherwise.
-outcome toggle_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind = {});
+outcome toggle_tags_action(const std::wstring& path, text::split_once& parameters, known_kind kind = {});
 
 /// `parameters` is a list of tags with a "+" to add or a "-" to remove in front of each; compared without case.
-outcome update_tags_action(const std::wstring& path, std::wstring_view parameters, known_kind kind = {});
+outcome update_tags_action(const std::wstring& path, text::split_once& parameters, known_kind kind = {});
 
 /// Leading white space, an optional sign, digits up to the first other character; 0 without digits. A number beyond
 /// the range of int becomes its nearest end.

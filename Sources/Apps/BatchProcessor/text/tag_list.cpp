@@ -23,4 +23,9 @@ std::wstring join_tag_list(std::span<const std::wstring> tags) {
   return list;
 }
 
+std::span<const std::wstring> split_once::tags() {
+  if (!tags_) tags_ = split_tag_list(list_);
+  return *tags_;
+}
+
 }  // namespace text
