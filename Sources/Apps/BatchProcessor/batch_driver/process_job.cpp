@@ -103,7 +103,7 @@ bool is_capable(actions action, std::wstring_view extension) {
 }
 
 // What follows the action itself: the shell hears of the item, and a changed file is prepared to look changed.
-void refresh_item(actions action, dispatched done, const std::wstring& item, item_kind kind, refresh_list& changed) {
+void refresh_item(actions action, const std::wstring& item, item_kind kind, refresh_list& changed) {
   platform::machine& machine = platform::current();
   machine.shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, item);
   if (action > actions::update_tags) return;
@@ -111,8 +111,7 @@ void refresh_item(actions action, dispatched done, const std::wstring& item, ite
     icons::folder_overlay(item);
     return;
   }
-  // What was passed over has an extension without the capability.
-  if (done != dispatched::passed_over && is_capable(action, paths::extension(item))) {
+  if (is_capable(action, paths::extension(item))) {
     changed.push_back(&item);
     metadata::drop_embedded_exif_thumbnail(item);
   }
@@ -131,7 +130,7 @@ void process_item(processing_context& context, run_state& state, const std::wstr
   if (context.action == actions::run_context_menu_command) return;
   // What an action passed over is still what was found above. Anything else may have been moved away.
   const auto kind = done == dispatched::passed_over ? files::kind_if_exists(item, found) : files::kind_if_exists(item);
-  if (kind) refresh_item(context.action, done, item, *kind, changed);
+  if (kind) refresh_item(context.action, item, *kind, changed);
 }
 
 void report_item_failure(processing_context& context, run_state& state, const std::exception& failure) {
