@@ -87,6 +87,34 @@ TEST_F(process_job_test, one_rated_photo_takes_every_step_in_order) {
   EXPECT_FALSE(machine.exists(job_path));
 }
 
+struct dispatch_row {
+  const char* action;
+  const char* parameters;
+  std::uint32_t percent;
+  std::vector<std::wstring> tags;
+};
+
+TEST_F(process_job_test, each_action_does_its_own_to_the_item) {
+  const dispatch_row rows[] = {
+      {"set_rating", "4", 75, {L"a", L"b"}},
+      {"remove_rating", "4", 0, {L"a", L"b"}},
+      {"remove_tags", "c", 25, {}},
+      {"toggle_tags", "+c;a", 25, {L"+c", L"b"}},
+      {"update_tags", "+c;-a", 25, {L"b", L"c"}},
+  };
+  for (const dispatch_row& row : rows) {
+    SCOPED_TRACE(row.action);
+    const std::wstring photo = make_photo(L"a.jpg");
+    machine.properties.set_handler_value(photo, platform::rating_key, 25U);
+    machine.properties.set_handler_value(photo, platform::keywords_key, std::vector<std::wstring>{L"a", L"b"});
+    run(job_text(row.action, row.parameters, {photo}));
+    EXPECT_EQ(machine.properties.handler_value(photo, platform::rating_key), platform::property_value(row.percent));
+    const platform::property_value tags = machine.properties.handler_value(photo, platform::keywords_key);
+    // Without tags the property is gone.
+    EXPECT_EQ(tags, row.tags.empty() ? platform::property_value() : platform::property_value(row.tags));
+  }
+}
+
 TEST_F(process_job_test, nineteen_items_open_no_window_and_twenty_do_before_the_first_item) {
   run_rating(make_photos(19));
   EXPECT_THAT(callbacks.said, IsEmpty());
@@ -126,6 +154,22 @@ TEST_F(process_job_test, each_action_has_its_display_threshold) {
       EXPECT_EQ(callbacks.said[1], L"bring_to_front");
     }
   }
+}
+
+TEST_F(process_job_test, the_status_of_recognition_follows_the_setting) {
+  machine.write_file(
+      LR"(C:\Users\user\AppData\Local\Larkspur Forge LLC\Tessel Works Kit\High Level Settings\Settings.json)",
+      R"({"apps":[{"app_id":"orchid-lens-ai","settings":{"people_recognition.write_people_tags":false}}]})");
+  ASSERT_TRUE(high_level_settings::settings_instance().load(false));
+  run(job_text("recognize_faces", "", make_photos(2)));
+  ASSERT_FALSE(callbacks.said.empty());
+  EXPECT_EQ(callbacks.said[0], L"status Recognizing faces in 2 photos using local and private AI");
+}
+
+TEST_F(process_job_test, below_the_threshold_no_setting_is_asked_for) {
+  run(job_text("recognize_faces", "", make_photos(1)));
+  run_rating(make_photos(19));
+  EXPECT_THAT(machine.calls.about(L"Settings"), IsEmpty());
 }
 
 TEST_F(process_job_test, the_bar_starts_at_7_and_ends_at_96) {
@@ -185,6 +229,13 @@ TEST_F(process_job_test, the_detail_line_is_for_faces_and_auto_tags_only) {
   callbacks.said.clear();
   run_rating(photos);
   EXPECT_THAT(callbacks.said, IsEmpty());
+}
+
+TEST_F(process_job_test, the_bar_moves_before_the_detail_line) {
+  run(job_text("auto_tag", "", make_photos(1)));
+  EXPECT_THAT(callbacks.said, ElementsAre(L"status Auto-tagging file using local and private AI", L"bring_to_front",
+                                          L"detail File 1 of 1 - 1.jpg", L"unexpected action"));
+  EXPECT_EQ(callbacks.said_at_first_percent, 2U);
 }
 
 TEST_F(process_job_test, an_unknown_action_prompts_for_each_item_and_counts_no_error) {
@@ -298,12 +349,27 @@ TEST_F(process_job_test, an_unsupported_type_counts_as_processed_and_only_its_th
                      R"(renew_thumbnail(C:\Photos\a.xyz, 256))"}));
 }
 
-TEST_F(process_job_test, an_mp3_is_refreshed_for_a_rating_and_not_for_tags) {
-  const std::wstring song = make_photo(L"a.mp3");
-  run_rating({song});
-  EXPECT_EQ(machine.calls.count("set_last_write_time"), 1U);
-  run(job_text("toggle_tags", "Beach", {song}));
-  EXPECT_EQ(machine.calls.count("set_last_write_time"), 0U);
+struct refresh_row {
+  const char* action;
+  const char* parameters;
+  bool song;  // an MP3 can be rated and not tagged
+};
+
+TEST_F(process_job_test, each_action_refreshes_what_it_can_change) {
+  constexpr refresh_row rows[] = {{"set_rating", "4", true},
+                                  {"remove_rating", "", true},
+                                  {"remove_tags", "", false},
+                                  {"toggle_tags", "Beach", false},
+                                  {"update_tags", "+Beach", false}};
+  const std::wstring photo = make_photo(L"a.JPG");
+  const std::wstring song = make_photo(L"a.Mp3");
+  for (const refresh_row& row : rows) {
+    SCOPED_TRACE(row.action);
+    run(job_text(row.action, row.parameters, {photo, song}));
+    EXPECT_EQ(machine.calls.count("set_last_write_time"), row.song ? 2U : 1U);
+    EXPECT_EQ(machine.calls.count("renew_thumbnail"), 2U);
+    EXPECT_THAT(callbacks.said, IsEmpty());
+  }
 }
 
 TEST_F(process_job_test, a_failing_thumbnail_leaves_the_item_processed) {
@@ -330,7 +396,7 @@ TEST_F(process_job_test, a_failed_item_is_logged_then_shown_and_the_run_goes_on)
   machine.properties.handler(L".jpg").open_error = platform::hresult::fail;
   machine.calls.refuse("open_property_set_storage", photos[0], platform::hresult::storage_access_denied);
   strings log_at_prompt;
-  callbacks.on_error = [this, &log_at_prompt] { log_at_prompt = machine.log_lines(); };
+  callbacks.on_prompt = [this, &log_at_prompt] { log_at_prompt = machine.log_lines(); };
   run_rating(photos);
   EXPECT_EQ(context.item_count, 2);
   EXPECT_EQ(context.error_count, 1);
@@ -339,6 +405,27 @@ TEST_F(process_job_test, a_failed_item_is_logged_then_shown_and_the_run_goes_on)
   ASSERT_FALSE(log_at_prompt.empty());
   EXPECT_TRUE(log_at_prompt.back().starts_with(
       R"([ERROR] Error processing C:\Photos\1.jpg Details: Failed to write new metadata.)"));
+}
+
+TEST_F(process_job_test, every_failure_is_logged_before_its_prompt) {
+  std::string last_line;
+  callbacks.on_prompt = [this, &last_line] { last_line = machine.log_lines().back(); };
+  const auto photos = make_photos(1);
+  run(job_text("no such action", "", photos));
+  EXPECT_EQ(last_line, R"([ERROR] Error processing C:\Photos\1.jpg. Unexpected action requested)");
+  machine.calls.before("open_handler_store", 1, [] { throw autotagger_exception("no service"); });
+  run_rating(photos);
+  EXPECT_EQ(last_line, R"([ERROR] Error processing file C:\Photos\1.jpg Details: no service)");
+}
+
+TEST_F(process_job_test, a_failure_outside_an_item_is_logged_before_its_prompt) {
+  std::string last_line;
+  callbacks.on_prompt = [this, &last_line] { last_line = machine.log_lines().back(); };
+  run("{");
+  EXPECT_EQ(last_line, "[ERROR] Error processing file  Details: JSON root must be an object");
+  machine.calls.before("open_handler_store", 1, [] { throw 42; });  // NOLINT(hicpp-exception-baseclass)
+  run_rating(make_photos(1));
+  EXPECT_EQ(last_line, R"([ERROR] Error processing file C:\Photos\1.jpg)");
 }
 
 TEST_F(process_job_test, ticking_all_current_items_hides_only_the_identical_message) {
@@ -420,7 +507,7 @@ TEST_F(process_job_test, a_placeholder_folder_is_not_read) {
 
 TEST_F(process_job_test, a_job_that_does_not_load_is_deleted_before_the_prompt_and_leaves_minus_one) {
   bool job_gone_at_prompt = false;
-  callbacks.on_error = [this, &job_gone_at_prompt] { job_gone_at_prompt = !machine.exists(job_path); };
+  callbacks.on_prompt = [this, &job_gone_at_prompt] { job_gone_at_prompt = !machine.exists(job_path); };
   run("{");
   EXPECT_TRUE(job_gone_at_prompt);
   EXPECT_EQ(context.item_count, -1);

@@ -4,6 +4,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "batch_driver/callbacks.h"
@@ -20,7 +21,7 @@ class recording_callbacks final : public quill_box::batch_processor::batch_proce
   bool let_create_folders = true;       ///< the answer of confirm_create_folder
   int cancel_at_question = 0;           ///< is_cancelled says yes from this call on (1 is the first); 0 never
   int paused_questions = 0;             ///< is_paused says yes so many times
-  std::function<void()> on_error;       ///< runs inside report_error
+  std::function<void()> on_prompt;      ///< runs inside whatever waits for an answer
 
   void set_progress(int percent) override {
     if (percents.empty()) said_at_first_percent = said.size();
@@ -33,17 +34,16 @@ class recording_callbacks final : public quill_box::batch_processor::batch_proce
   }
   bool is_paused() override { return paused_questions > 0 && paused_questions-- > 0; }
   bool report_error(const std::wstring& path, const std::wstring& message) override {
-    said.push_back(text::format(L"error {}: {}", path, message));
-    if (on_error) on_error();
+    prompt(text::format(L"error {}: {}", path, message));
     return tick_all_current_items;
   }
   bool confirm_create_folder(const std::wstring& path) override {
-    said.push_back(text::format(L"create {}?", path));
+    prompt(text::format(L"create {}?", path));
     return let_create_folders;
   }
-  void report_unexpected_action() override { said.emplace_back(L"unexpected action"); }
+  void report_unexpected_action() override { prompt(L"unexpected action"); }
   void report_autotag_components_missing() override {
-    said.emplace_back(L"components missing");
+    prompt(L"components missing");
     stopped_ = true;
   }
   [[noreturn]] void raise_unsupported_autotag_type(const std::wstring& /*path*/, const std::wstring& /*error_text*/,
@@ -54,6 +54,11 @@ class recording_callbacks final : public quill_box::batch_processor::batch_proce
   void set_detail_text(const std::wstring& text) override { said.push_back(L"detail " + text); }
 
  private:
+  void prompt(std::wstring text) {
+    said.push_back(std::move(text));
+    if (on_prompt) on_prompt();
+  }
+
   int cancel_questions_ = 0;
   bool stopped_ = false;
 };
