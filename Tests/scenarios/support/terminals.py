@@ -3,6 +3,7 @@ import fcntl
 import os
 import pty
 import select
+import signal
 import struct
 import termios
 import time
@@ -17,6 +18,8 @@ class terminal_run:
         self.process, self.device = pty.fork()
         if self.process == 0:
             try:
+                # A test run in the background ignores interrupts, and what it starts would do so too.
+                signal.signal(signal.SIGINT, signal.SIG_DFL)
                 fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
                 os.execvpe(command[0], command, environment)
             finally:
