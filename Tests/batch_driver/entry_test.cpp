@@ -59,6 +59,12 @@ TEST_F(entry_test, a_job_is_run_and_its_file_deleted) {
   EXPECT_FALSE(machine.exists(job_path));
 }
 
+TEST_F(entry_test, only_the_worker_enters_an_apartment) {
+  EXPECT_EQ(start({job_path}), 0);
+  EXPECT_EQ(machine.calls.count("enter_apartment"), 1U);
+  EXPECT_EQ(machine.calls.count("leave_apartment"), 1U);
+}
+
 TEST_F(entry_test, a_second_argument_that_holds_no_keeps_the_job_file) {
   for (const wchar_t* marker : {L"--no-delete", L"annotate", L"no"}) {
     EXPECT_EQ(start({job_path, marker}), 0);

@@ -217,6 +217,24 @@ TEST_F(job_file, of_two_members_of_one_name_the_first_counts) {
   EXPECT_EQ(load_failure(R"({"version":1,"version":"2"})"), no_version);
 }
 
+TEST_F(job_file, a_first_member_of_another_type_is_not_made_good_by_a_second_one) {
+  const std::string head = R"("job":{"guid":"g","action_type":"a","action_parameters":""})";
+  constexpr check_row rows[] = {
+      {R"({"version":"1","job":7,)", no_job},
+      {R"({"version":"1","job":[],)", no_job},
+      {R"({"version":"1","job":{"guid":1,"guid":"g"},)", no_guid},
+      {R"({"version":"1","job":{"guid":"g","action_type":null,"action_type":"a"},)", no_action},
+      {R"({"version":"1","job":{"guid":"g","action_type":"a","action_parameters":{},"action_parameters":""},)",
+       no_parameters},
+      {R"({"version":"1","files":7,)", no_files},
+      {R"({"version":"1","files":{},)", no_files},
+      {R"({"version":"1","files":[{"path":1,"path":"a"}],)", no_path},
+      {R"({"version":"1","files":[{"path":{},"path":"a"}],)", no_path},
+  };
+  for (const check_row& row : rows)
+    EXPECT_EQ(load_failure(row.json + head + R"(,"files":[]})"), row.message) << row.json;
+}
+
 TEST_F(job_file, paths_keep_order_and_duplicates) {
   EXPECT_EQ(load_failure(job_with_files(R"([{"path":"b"},{"path":"a"},{"path":"b"}])")), "none");
   EXPECT_THAT(loaded_files, ElementsAre(L"b", L"a", L"b"));

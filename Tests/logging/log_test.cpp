@@ -82,6 +82,12 @@ TEST_F(log_test, every_number_of_the_time_keeps_its_width) {
   EXPECT_EQ(logging::log_prefix(level::debug), "[2027-12-31 23:59:59.0000000] [P:4120 T:8836] [DEBUG] ");
 }
 
+TEST_F(log_test, a_day_later_at_the_same_second_the_date_is_another) {
+  EXPECT_EQ(logging::log_prefix(level::info), prefix + "[INFO] ");
+  machine.clock.advance(std::chrono::hours(24));
+  EXPECT_EQ(logging::log_prefix(level::info), "[2026-11-15 12:05:17.1234567] [P:4120 T:8836] [INFO] ");
+}
+
 TEST_F(log_test, every_level_has_its_name) {
   constexpr std::array names = {"[DEBUG] ", "[INFO] ", "[WARNING] ", "[ERROR] ", "[CRITICAL] "};
   for (std::size_t i = 0; i < names.size(); ++i) {

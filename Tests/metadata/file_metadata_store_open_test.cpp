@@ -389,6 +389,16 @@ TEST_F(open_property_set_for_read, a_failure_of_either_step_is_told_and_never_ra
   EXPECT_EQ(store.last_error(), hresult::ok);
 }
 
+TEST_F(open_property_set_for_read, a_folder_is_known_as_one_and_a_file_behind_it_as_a_file) {
+  machine.write_file(folder_ini, "[QuillBox]\r\nTags=a\r\n");
+  machine.write_file(LR"(C:\desktop.ini)", "[QuillBox]\r\nTags=b\r\n");
+  file_metadata_store store;
+  ASSERT_TRUE(store.open_property_set_for_read(folder));
+  EXPECT_THAT(store.get_tags(), ElementsAre(L"a"));
+  ASSERT_TRUE(store.open_property_set_for_read(text_file));
+  EXPECT_THAT(store.get_tags(), IsEmpty());
+}
+
 TEST_F(open_property_set_for_read, a_store_in_any_mode_on_the_same_path_will_do) {
   file_metadata_store store;
   ASSERT_TRUE(store.open_for_write(photo));

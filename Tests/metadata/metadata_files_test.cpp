@@ -147,7 +147,10 @@ TEST_F(jpeg_rewrite, a_missing_file_is_not_made) {
 
 TEST_F(text_files, are_read_beside_readers_and_writers) {
   const other_program writer(machine, text_file, access::read | access::write, share::all);
+  machine.calls.clear();
   EXPECT_EQ(read_text_file(text_file), "text");
+  EXPECT_THAT(machine.calls.named({"open"}),
+              ElementsAre(R"(open(C:\text.txt, read, share read|write, open_existing))"));
 }
 
 TEST_F(text_files, in_utf16_are_read_as_utf8) {

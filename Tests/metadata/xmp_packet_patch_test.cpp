@@ -58,6 +58,10 @@ TEST(packet_patch, only_the_first_packet_is_changed) {
             "junk" + packet("<xmp:Rating>5</xmp:Rating>") + packet("<xmp:Rating>1</xmp:Rating>"));
 }
 
+TEST(packet_patch, an_end_marker_in_front_of_the_packet_is_none_of_its) {
+  EXPECT_EQ(patched(end + packet("<xmp:Rating>1</xmp:Rating>"), "5"), end + packet("<xmp:Rating>5</xmp:Rating>"));
+}
+
 TEST(packet_patch, the_bytes_around_the_packet_are_not_part_of_the_patch) {
   const std::string whole = packet("<xmp:Rating>1</xmp:Rating>");
   const auto patch = patch_rating_in_packet("<xmp:Rating>9</xmp:Rating>" + whole + "behind", "5");

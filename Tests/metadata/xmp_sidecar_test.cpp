@@ -71,6 +71,14 @@ TEST(rating_sidecar, goes_into_the_description_that_declares_the_namespace) {
           "   <xmp:Rating>4</xmp:Rating>\n  </rdf:Description>\n </rdf:RDF>\n</x:xmpmeta>\n<?xpacket end=\"w\"?>");
 }
 
+TEST(rating_sidecar, the_end_is_looked_for_from_the_description_on_and_not_from_the_declaration) {
+  EXPECT_EQ(
+      sidecar_with_rating(
+          R"(<rdf:Description></rdf:Description><a xmlns:xmp="http://ns.adobe.com/xap/1.0/"></rdf:Description>)", "4"),
+      "<rdf:Description>   <xmp:Rating>4</xmp:Rating>\n  </rdf:Description>"
+      R"(<a xmlns:xmp="http://ns.adobe.com/xap/1.0/"></rdf:Description>)");
+}
+
 TEST(rating_sidecar, the_namespace_counts_only_with_its_closing_quote) {
   const std::string old =
       R"(<rdf:Description xmlns:xmp="http://ns.adobe.com/xap/1.0/mm/"></rdf:Description></rdf:RDF>)";
@@ -128,6 +136,12 @@ TEST(keywords_sidecar, goes_into_a_description_that_declares_the_namespace) {
   EXPECT_EQ(sidecar_with_keywords(head + dc_description + "   <dc:title>t</dc:title>\n" + tail, tag_vector{L"a", L"b"}),
             head + dc_description + "   <dc:title>t</dc:title>\n  \n" + bag_of_a_and_b +
                 "\n  </rdf:Description>\n </rdf:RDF>\n</x:xmpmeta>\n<?xpacket end=\"w\"?>");
+}
+
+TEST(keywords_sidecar, passes_by_a_description_in_front_of_the_declaration) {
+  const std::string other = "<rdf:Description>x</rdf:Description>";
+  EXPECT_EQ(sidecar_with_keywords(other + "<rdf:Description xmlns:dc=''></rdf:Description>", tag_vector{L"a", L"b"}),
+            other + "<rdf:Description xmlns:dc=''>\n" + bag_of_a_and_b + "\n  </rdf:Description>");
 }
 
 TEST(keywords_sidecar, gets_a_new_description_in_front_of_the_first_rdf_end_tag) {

@@ -178,9 +178,11 @@ TEST_F(settings_test, a_time_that_can_not_be_told_is_0_and_the_next_read_reads_a
   write(quill_box("{}"));
   settings_file settings;
   ASSERT_TRUE(settings.load(false));
+  const platform::file_time time = machine.entry(user_file).last_written;
   write(quill_box(R"({"general.showTagsAsIconOverlay":false})"));
   machine.calls.refuse("facts", user_file, win32_error::access_denied, 2);
   EXPECT_FALSE(settings.show_tags_as_icon_overlay());
+  machine.entry(user_file).last_written = time;
   machine.calls.clear();
   EXPECT_FALSE(settings.show_tags_as_icon_overlay());
   EXPECT_EQ(machine.calls.count("open"), 1U);
@@ -496,6 +498,12 @@ TEST_F(settings_test, categories_come_from_the_file_itself) {
   settings_file settings;
   EXPECT_EQ(settings.organize_categories(),
             (std::vector<high_level_settings::organize_category>{{L"A", {L"x"}, false}}));
+}
+
+TEST_F(settings_test, categories_come_from_a_file_that_was_seeded_for_them) {
+  machine.write_file(default_file, quill_box(R"({"organize.categories":[{"name":"A"}]})"));
+  settings_file settings;
+  EXPECT_EQ(settings.organize_categories(), (std::vector<high_level_settings::organize_category>{{L"A", {}, true}}));
 }
 
 TEST_F(settings_test, without_categories_the_table_serves) {
