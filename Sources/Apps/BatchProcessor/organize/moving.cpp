@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <utility>
+#include <vector>
 
 #include "logging/log.h"
 #include "platform/machine.h"
@@ -14,6 +15,11 @@ namespace quill_box::organize {
 namespace {
 
 constexpr int highest_number = 1000;
+
+// Before a move, so that its note finds memory: without one the move could not be undone.
+void make_room_for_one(std::vector<journal_move>& moves) {
+  if (moves.size() == moves.capacity()) moves.reserve(2 * moves.size() + 1);
+}
 
 }  // namespace
 
@@ -40,13 +46,14 @@ std::optional<std::wstring> find_free_path(std::wstring_view folder, std::wstrin
 }
 
 platform::win32_error move_and_record(undo_journal& journal, const std::wstring& from, const std::wstring& to) {
-  const std::wstring relative = paths::relative(to, journal.folder);
-  journal_move move = {std::wstring(paths::file_name(from)), relative.empty() ? to : relative};
+  journal_move move = {std::wstring(paths::file_name(from)), paths::relative(to, journal.folder)};
+  if (move.to.empty()) move.to = to;
   if (!text::is_unicode(move.from) || !text::is_unicode(move.to)) return platform::win32_error::invalid_name;
+  make_room_for_one(journal.moves);
   const platform::win32_error moved = platform::current().files.move_file(from, to);
   if (!succeeded(moved)) return moved;
-  platform::current().shell.notify_of_rename(from, to);
   journal.moves.push_back(std::move(move));
+  platform::current().shell.notify_of_rename(from, to);
   return moved;
 }
 
