@@ -19,6 +19,16 @@ TEST(path_bytes, keeps_an_absolute_posix_path) { EXPECT_EQ(bytes_of(L"/home/u/a.
 
 TEST(path_bytes, takes_a_backslash_for_a_separator) { EXPECT_EQ(bytes_of(LR"(/home\u\a.jpg)"), "/home/u/a.jpg"); }
 
+TEST(path_bytes, takes_a_backslash_for_a_separator_wherever_it_stands) {
+  for (const std::wstring& start : {std::wstring(L"/"), std::wstring(L"/\u00e9")}) {
+    for (std::size_t length = 0; length < 40; ++length) {
+      const std::wstring front = start + std::wstring(length, L'a');
+      EXPECT_EQ(bytes_of(front + LR"(\b)"), bytes_of(front + L"/b"));
+      EXPECT_EQ(bytes_of(front + LR"(\b\c\d and more behind it)"), bytes_of(front + L"/b/c/d and more behind it"));
+    }
+  }
+}
+
 TEST(path_bytes, drops_the_long_path_prefix) { EXPECT_EQ(bytes_of(LR"(\\?\/home/u\a)"), "/home/u/a"); }
 
 TEST(path_bytes, writes_utf8_of_one_to_four_bytes) {
@@ -37,6 +47,11 @@ TEST(path_bytes, refuses_a_nul_as_a_name) {
   EXPECT_EQ(bytes.error(), win32_error::invalid_name);
   EXPECT_EQ(bytes.view(), "");
   EXPECT_STREQ(bytes.c_str(), "");
+  for (std::size_t at = 0; at < 40; ++at) {
+    std::wstring path(40, L'a');
+    path[at] = L'\0';
+    EXPECT_EQ(path_bytes(path).error(), win32_error::invalid_name) << at;
+  }
 }
 
 TEST(path_bytes, refuses_characters_that_no_encoding_has) {
