@@ -1,6 +1,8 @@
 #include "organize/organize_folder.h"
 
+#include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "files/file_functions.h"
@@ -38,22 +40,35 @@ struct type_run {
 };
 
 // A folder that was there before isn't recorded: undo never removes it.
-void make_subfolder(type_run& run, const std::wstring& name, const std::wstring& path) {
+void make_subfolder(type_run& run, std::wstring_view name, const std::wstring& path) {
   if (is_there(path)) return;
   const win32_error made = platform::current().files.create_directory(path);
   if (!succeeded(made) && made != win32_error::already_exists) {
     throw formatted_runtime_error(text::format(L"Failed to create subfolder '{}'", path));
   }
-  if (run.created_folders.insert(name).second) run.journal.created_folders.push_back(name);
+  if (run.created_folders.emplace(name).second) run.journal.created_folders.emplace_back(name);
+}
+
+// The name itself in a subfolder that has got a file before, where it is free. That the name alone is missing says that
+// the subfolder is still there, which spares a look for each file. None for any other answer.
+std::optional<std::wstring> free_path_in_known_folder(const type_run& run, const std::wstring& subfolder,
+                                                      std::wstring_view name) {
+  if (!run.touched_folders.contains(subfolder)) return std::nullopt;
+  std::wstring path = paths::join(subfolder, name);
+  const auto kind = platform::current().files.kind(path);
+  return kind || kind.error() != win32_error::file_not_found ? std::nullopt : std::optional(std::move(path));
 }
 
 void move_to_subfolder(type_run& run, const std::wstring& file) {
   const std::wstring_view name = paths::file_name(file);
-  const std::wstring category = category_for(paths::extension(file), run.categories);
+  const std::wstring_view category = category_for(paths::extension(file), run.categories);
   const std::wstring subfolder = paths::join(run.journal.folder, category);
-  make_subfolder(run, category, subfolder);
 
-  const auto target = find_free_path(subfolder, name, first_number);
+  auto target = free_path_in_known_folder(run, subfolder, name);
+  if (!target) {
+    make_subfolder(run, category, subfolder);
+    target = find_free_path(subfolder, name, first_number);
+  }
   if (!target) {
     throw formatted_runtime_error(text::format(L"Unable to find a free name for '{}' in '{}'", name, subfolder));
   }

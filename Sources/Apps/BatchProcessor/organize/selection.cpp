@@ -88,9 +88,9 @@ extension_map build_extension_map(std::span<const organize_category> categories)
   return map;
 }
 
-std::wstring category_for(std::wstring_view extension, const extension_map& map) {
+std::wstring_view category_for(std::wstring_view extension, const extension_map& map) {
   const auto found = map.find(map_key(extension));
-  return found == map.end() ? std::wstring(other) : found->second;
+  return found == map.end() ? other : found->second;
 }
 
 std::wstring sanitize_category_name(std::wstring_view name) {

@@ -36,8 +36,8 @@ using extension_map = std::unordered_map<std::wstring, std::wstring>;
 /// Of two enabled categories that claim an extension the later one has it.
 [[nodiscard]] extension_map build_extension_map(std::span<const organize_category> categories);
 
-/// "Other" for what the map doesn't know. The extension may have its dot.
-[[nodiscard]] std::wstring category_for(std::wstring_view extension, const extension_map& map);
+/// "Other" for what the map doesn't know. The extension may have its dot. Valid as long as the map is.
+[[nodiscard]] std::wstring_view category_for(std::wstring_view extension, const extension_map& map);
 
 /// The category's name without the characters that no folder can have; "Other" where nothing is left of it.
 [[nodiscard]] std::wstring sanitize_category_name(std::wstring_view name);

@@ -92,7 +92,17 @@ char32_t take_utf8(std::string_view& rest) {
 // Most text is ASCII: the run of it at the front is copied without a look at each character's form. Returns its length.
 template <class From, class To>
 std::size_t copy_ascii_run(std::basic_string_view<From> text, To* to) {
+  constexpr std::size_t block = 16;
   std::size_t length = 0;
+  // No inner loop has a branch, so that the compiler takes many characters at once.
+  for (; length + block <= text.size(); length += block) {
+    std::make_unsigned_t<From> all = 0;
+    for (std::size_t i = 0; i < block; ++i)
+      all |= static_cast<std::make_unsigned_t<From>>(text[length + i]);
+    if (all >= 0x80) break;
+    for (std::size_t i = 0; i < block; ++i)
+      to[length + i] = static_cast<To>(text[length + i]);
+  }
   for (; length < text.size() && static_cast<std::make_unsigned_t<From>>(text[length]) < 0x80; ++length)
     to[length] = static_cast<To>(text[length]);
   return length;

@@ -105,7 +105,9 @@ wchar_t separator_of(std::wstring_view base) {
 }
 
 std::wstring join(std::wstring_view base, std::wstring_view part) {
-  std::wstring joined(base);
+  std::wstring joined;
+  joined.reserve(base.size() + 1 + part.size());
+  joined += base;
   if (!base.empty() && !is_separator(base.back())) joined += separator_of(base);
   joined += part;
   return joined;
