@@ -46,7 +46,7 @@ std::size_t take_character(std::string_view bytes, char32_t& code) {
 
 constexpr std::size_t block_size = 16;
 
-// Puts a block as bytes if all of it is plain. No loop has a branch, so that the compiler takes many characters at once.
+// Puts a block as bytes if all of it is plain. Without a branch in a loop the compiler takes many characters at once.
 bool put_plain_block(const wchar_t* from, char* to) {
   std::uint32_t all = 0;
   bool has_nul = false;
