@@ -169,15 +169,27 @@ win32_error simulated_disk::rename(const disk_entry_pointer& entry, std::wstring
   assert(parsed);
   const std::wstring old_path = entry->path;
   const std::wstring new_path = parsed->upto(parsed->names.size());
+  const auto drive = drives_.at(text::to_lower(parsed->drive));
   std::vector<disk_entry_pointer> moved = below(old_path);
   moved.push_back(entry);
-  for (const disk_entry_pointer& each : moved)
-    entries_.erase(text::to_lower(each->path));
+  // Everything that takes memory comes first: a move is done or not.
+  struct names {
+    std::wstring old_key;
+    std::wstring new_path;
+    std::wstring new_key;
+  };
+  std::vector<names> renamed;
   for (const disk_entry_pointer& each : moved) {
-    each->path.replace(0, old_path.size(), new_path);
-    entries_[text::to_lower(each->path)] = each;
+    const std::wstring path_behind = new_path + each->path.substr(old_path.size());
+    renamed.push_back({text::to_lower(each->path), path_behind, text::to_lower(path_behind)});
   }
-  entry->drive = drives_.at(text::to_lower(parsed->drive));
+  for (std::size_t i = 0; i < moved.size(); ++i) {
+    auto node = entries_.extract(renamed[i].old_key);
+    node.key() = std::move(renamed[i].new_key);
+    moved[i]->path = std::move(renamed[i].new_path);
+    entries_.insert(std::move(node));
+  }
+  entry->drive = drive;
   entry->turn = ++turns_;
   return win32_error::success;
 }
