@@ -1,8 +1,10 @@
 #include "organize/moving.h"
 
 #include <new>
+#include <optional>
 
 #include "organize/organize_fixture.h"
+#include "organize/organize_folder.h"
 #include "support/allocation_faults.h"
 
 namespace quill_box::organize {
@@ -44,6 +46,39 @@ TEST_F(moving, is_noted_wherever_memory_runs_out) {
     }
     EXPECT_EQ(notes.moves.size(), other.exists(in_folder(L"c.txt")) ? 1U : 0U) << turn;
   }
+}
+
+// Also of the one file that moved, whatever kept it from being counted.
+TEST_F(moving, leaves_a_journal_wherever_memory_runs_out_behind_it) {
+  for (const wchar_t* scheme : {L"by_type", L"photos_pattern"}) {
+    bool struck = true;
+    std::size_t moved_and_failed = 0;
+    for (std::size_t turn = 1; struck; ++turn) {
+      support::simulated_machine other;
+      const support::installed_machine installed(other.machine);
+      other.write_file(in_folder(L"a.jpg"), "a");
+      logging::logger()->close();
+      logging::logger()->make_log_directory_and_open(L"", L"Processor", L"Quill Box");
+      std::optional<support::allocation_fault> fault;
+      other.calls.before("move_file", 1, [&] { fault.emplace(turn); });
+      bool raised = false;
+      try {
+        organize_folder(context, folder, scheme);
+      } catch (const std::exception&) {
+        raised = true;
+      }
+      ASSERT_TRUE(fault);
+      struck = fault->struck();
+      fault.reset();
+      if (other.exists(in_folder(L"a.jpg"))) continue;
+      if (raised) ++moved_and_failed;
+      const auto noted = other.exists(journal_file) ? parse_journal(other.read_file(journal_file)) : std::nullopt;
+      if (noted && noted->moves.size() == 1) continue;
+      EXPECT_THAT(other.log_lines(), testing::Contains(testing::HasSubstr("failed to write undo journal"))) << turn;
+    }
+    EXPECT_GT(moved_and_failed, 0U);
+  }
+  logging::logger()->close();
 }
 
 }  // namespace

@@ -107,7 +107,8 @@ void organize_by_type(batch_processor::processing_context& context, const std::w
   for (std::size_t i = 0; i < files.size() && begin_item(*context.callbacks, i + 1, files.size()); ++i)
     move_guarded(run, files[i]);
 
-  if (run.moved > 0) leave_journal(run.journal, "Organize folder");
+  // Also of a file that counts as failed, since memory ran out behind its move.
+  if (!run.journal.moves.empty()) leave_journal(run.journal, "Organize folder");
   tell_shell(run.touched_folders, folder);
   logging::log(level::info, "Organize folder: moved {} files into {} subfolders of {} ({} failures)", run.moved,
                run.touched_folders.size(), folder, run.failed);

@@ -245,7 +245,8 @@ void organize_photos(batch_processor::processing_context& context, const std::ws
   for (std::size_t i = 0; i < photos.size() && begin_item(*context.callbacks, i + 1, photos.size()); ++i)
     organize_photo_guarded(run, photos[i]);
 
-  if (run.moved > 0) leave_journal(run.journal, "Organize folder (Photos)");
+  // Also of a photo that counts as failed, since memory ran out behind its move.
+  if (!run.journal.moves.empty()) leave_journal(run.journal, "Organize folder (Photos)");
   tell_shell(run.touched_folders, folder);
   logging::log(level::info,
                "Organize folder (Photos): moved {} files ({} failed [{} still in use], {} skipped for path length) "
