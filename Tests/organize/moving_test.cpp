@@ -81,6 +81,12 @@ TEST_F(moving, leaves_a_journal_wherever_memory_runs_out_behind_it) {
   logging::logger()->close();
 }
 
+TEST_F(moving, stays_inside_by_no_name_with_a_nul) {
+  EXPECT_TRUE(stays_inside(folder, L"a.txt"));
+  EXPECT_FALSE(stays_inside(folder, std::wstring_view(L"a\0.txt", 6)));
+  EXPECT_FALSE(stays_inside(folder, std::wstring_view(L"..\0", 3)));
+}
+
 }  // namespace
 
 }  // namespace quill_box::organize

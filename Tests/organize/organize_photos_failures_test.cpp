@@ -195,6 +195,25 @@ TEST_F(organize_by_photos_failures, fails_a_folder_name_that_the_file_system_ref
                                             R"('C:\Photos\2021-03-04\Who?')"));
 }
 
+// The system would read the name up to it, and the file would stand elsewhere than the journal says.
+TEST_F(organize_by_photos_failures, takes_no_name_with_a_nul) {
+  const std::wstring name(L"An\0na", 5);
+  put_photo(L"a.jpg");
+  name_people(L"a.jpg", {name});
+  use_patterns("<People>", "");
+  EXPECT_EQ(failure(), one_other_failure);
+  EXPECT_THAT(files(), ElementsAre(L"a.jpg"));
+  EXPECT_THAT(machine.log_lines(),
+              Contains("[ERROR] Organize folder (Photos): Failed to move 'a.jpg' (The filename, directory name, or "
+                       "volume label syntax is incorrect.)"));
+
+  use_patterns("<Original Filename>", "<People>");
+  EXPECT_EQ(failure(), one_other_failure);
+  EXPECT_THAT(files(), ElementsAre(L"a.jpg"));
+  EXPECT_THAT(folders(), IsEmpty());
+  EXPECT_THAT(machine.log_lines(), Contains(HasSubstr(R"(Failed to create subfolder 'C:\Photos\An)")));
+}
+
 TEST_F(organize_by_photos_failures, leaves_a_name_that_the_journal_cannot_hold) {
   const std::wstring name = L"a\xdc80.jpg";
   put_photo(name);

@@ -26,6 +26,8 @@ void make_room_for_one(std::vector<journal_move>& moves) {
 bool is_there(const std::wstring& path) { return platform::current().files.kind(path).has_value(); }
 
 bool stays_inside(std::wstring_view folder, std::wstring_view path) {
+  // The system may read a path up to its first NUL, and then it is another one.
+  if (path.find(L'\0') != std::wstring_view::npos) return false;
   const std::wstring way = paths::relative(paths::resolve(folder, path), folder);
   return !way.empty() && way != L"." && way != L".." && !way.starts_with(LR"(..\)");
 }

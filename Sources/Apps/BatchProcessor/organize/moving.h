@@ -14,7 +14,8 @@ namespace quill_box::organize {
 /// True when something is there; what can't be told counts as missing.
 [[nodiscard]] bool is_there(const std::wstring& path);
 
-/// True for a path, in full or relative to the folder, that leads to something below the folder.
+/// True for a path, in full or relative to the folder, that leads to something below the folder; false with a NUL in
+/// it.
 [[nodiscard]] bool stays_inside(std::wstring_view folder, std::wstring_view path);
 
 /// "name (2).ext" in the folder.

@@ -104,12 +104,17 @@ std::vector<std::wstring> missing_folders_inside(const std::wstring& folder, con
 
 // A folder outside the organized one isn't recorded: undo leaves it.
 void make_target_folder(photo_run& run, const std::wstring& target) {
+  const auto failure = [&target] {
+    return formatted_runtime_error(text::format(L"Failed to create subfolder '{}'", target));
+  };
+  // The system might make the folder that is named in front of it.
+  if (target.find(L'\0') != std::wstring::npos) throw failure();
   if (target == run.journal.folder || is_there(target)) return;
   const std::vector<std::wstring> missing = missing_folders_inside(run.journal.folder, target);
   try {
     files::create_directories(target);
   } catch (const std::exception&) {
-    throw formatted_runtime_error(text::format(L"Failed to create subfolder '{}'", target));
+    throw failure();
   }
   for (auto relative = missing.rbegin(); relative != missing.rend(); ++relative) {
     if (run.recorded_folders.insert(*relative).second) run.journal.created_folders.push_back(*relative);
