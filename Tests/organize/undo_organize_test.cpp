@@ -64,6 +64,7 @@ TEST_F(undo, leaves_a_folder_that_holds_a_file_of_others) {
   machine.write_file(LR"(C:\Photos\Documents\theirs)", "");
   undo_all();
   EXPECT_THAT(files(), UnorderedElementsAre(L"a.txt", LR"(Documents\theirs)"));
+  EXPECT_THAT(machine.calls.named({"notify"}), testing::Each(testing::Not(HasSubstr("remove_directory"))));
 }
 
 TEST_F(undo, numbers_a_name_that_came_back_meanwhile) {
@@ -314,7 +315,8 @@ TEST_F(undo, of_a_journal_of_somebody_else_puts_nothing_outside_the_folder) {
                                               LR"(\\server\share\evil.exe)",
                                               L"..",
                                               L".",
-                                              L""};
+                                              L"",
+                                              std::wstring(L"..\0x", 4)};
   for (const std::wstring& from : ways_out) {
     journal_is({folder, {LR"(..\Empty)", LR"(C:\Empty)", L"."}, {{from, L"evil.exe"}}});
     EXPECT_EQ(failure(),
@@ -323,6 +325,61 @@ TEST_F(undo, of_a_journal_of_somebody_else_puts_nothing_outside_the_folder) {
   EXPECT_TRUE(machine.exists(LR"(C:\Photos\evil.exe)"));
   EXPECT_TRUE(machine.exists(LR"(C:\Empty)"));
   EXPECT_FALSE(machine.exists(LR"(C:\Startup\evil.exe)"));
+}
+
+TEST_F(undo, of_foreign_json_moves_nothing) {
+  put(L"a.txt");
+  organize();
+  for (const char* foreign : {R"({"moves":{"from":"a.txt","to":"Documents\\a.txt"},"created_folders":7})",
+                              R"({"from":"a.txt","to":"Documents\\a.txt"})", "{}"}) {
+    machine.write_file(journal_file, foreign);
+    undo_all();
+    EXPECT_THAT(files(), ElementsAre(LR"(Documents\a.txt)")) << foreign;
+    EXPECT_FALSE(has_journal()) << foreign;
+  }
+}
+
+TEST_F(undo, by_a_hidden_read_only_journal_leaves_it_visible) {
+  put(L"a.txt");
+  organize();
+  machine.entry(journal_file).attributes |= attribute::read_only;
+  ASSERT_TRUE(machine.entry(journal_file).has(attribute::hidden));
+  undo_all();
+  EXPECT_THAT(files(), ElementsAre(L"a.txt"));
+  EXPECT_THAT(folders(), IsEmpty());
+  EXPECT_TRUE(machine.entry(journal_file).has(attribute::read_only));
+  EXPECT_FALSE(machine.entry(journal_file).has(attribute::hidden));
+
+  EXPECT_EQ(failure(),
+            "Restored 0 files; 1 could not be restored (deleted, renamed, or locked). See the log for details.");
+  EXPECT_THAT(files(), ElementsAre(L"a.txt"));
+}
+
+TEST_F(undo, ends_in_a_folder_that_vanishes_in_the_middle) {
+  put_all(3);
+  organize();
+  machine.calls.before("move_file", 2, [this] {
+    for (const auto& entry : machine.disk.below(folder))
+      machine.disk.remove(entry);
+    machine.disk.remove(*machine.disk.find(folder));
+  });
+  EXPECT_EQ(failure(),
+            "Restored 1 files; 2 could not be restored (deleted, renamed, or locked). See the log for details.");
+  EXPECT_FALSE(machine.exists(folder));
+}
+
+TEST_F(undo, on_a_full_disk_keeps_what_a_cancel_left_or_warns) {
+  put_all(3);
+  organize();
+  machine.disk.drive(L"C:").free_bytes = 0;
+  support::recording_callbacks cancelling;
+  cancelling.cancel_at_question = 2;
+  context.callbacks = &cancelling;
+  undo_all();
+  EXPECT_THAT(files(), UnorderedElementsAre(L"1.txt", LR"(Documents\2.txt)", LR"(Documents\3.txt)"));
+  const auto left = parse_journal(machine.read_file(journal_file));
+  const bool is_warned = testing::Value(machine.log_lines(), Contains(HasSubstr("failed to rewrite journal for")));
+  EXPECT_TRUE(is_warned || (left && left->moves.size() == 2));
 }
 
 TEST_F(undo, of_a_million_moves_that_are_gone_ends) {
@@ -395,7 +452,8 @@ TEST(undo_faults, lose_no_file_and_name_what_stayed) {
   };
   for (const int cancel_at : {0, 2}) {
     std::string raised;
-    const auto run = [&](support::simulated_machine&) {
+    const auto run = [&](support::simulated_machine& machine) {
+      support::open_log_below(machine);
       support::recording_callbacks callbacks;
       callbacks.cancel_at_question = cancel_at;
       batch_processor::processing_context context;
@@ -418,6 +476,20 @@ TEST(undo_faults, lose_no_file_and_name_what_stayed) {
       }
       if (cancel_at == 0 && restored < names.size()) {
         EXPECT_NE(raised, "none");
+      }
+      const auto left = parse_journal(round.machine.exists(journal_file) ? round.machine.read_file(journal_file) : "");
+      if (raised.starts_with("Failed to open") || raised.starts_with("Nothing to undo")) {
+        EXPECT_EQ(restored, 0U);
+        EXPECT_EQ(left, journal);
+      } else if (cancel_at == 0) {
+        // One that can't be deleted is as it was.
+        EXPECT_TRUE(!round.machine.exists(journal_file) || (round.struck && left == journal));
+      } else if (left) {
+        // What wasn't reached; all of it where that couldn't be written.
+        EXPECT_THAT(left->moves, testing::IsSupersetOf({journal.moves[1], journal.moves[2]}));
+        EXPECT_EQ(left->created_folders, journal.created_folders);
+      } else {
+        EXPECT_THAT(round.machine.log_lines(), Contains(HasSubstr("[WARNING] Undo organize: failed to rewrite ")));
       }
       if (!round.struck) {
         EXPECT_EQ(raised, "none");

@@ -71,10 +71,18 @@ TEST(city_points, later_versions_have_states) {
 }
 
 TEST(city_points, a_foreign_file_has_no_cities) {
-  std::string foreign = cities_file({city(0, 0, "A", "S")});
-  foreign[3] = 'C';
-  EXPECT_EQ(city_points(foreign).size(), 0U);
-  EXPECT_EQ(city_points("").size(), 0U);
+  const std::string good = cities_file({city(0, 0, "A", "S")});
+  for (std::size_t i = 0; i < 4; ++i) {
+    std::string foreign = good;
+    foreign[i] = 'x';
+    EXPECT_EQ(city_points(foreign).size(), 0U) << i;
+  }
+}
+
+TEST(city_points, a_file_cut_in_its_head_has_no_cities) {
+  const std::string head = cities_file({city(0, 0, "A", "S")}).substr(0, 12);
+  for (std::size_t size = 0; size < head.size(); ++size)
+    EXPECT_EQ(city_points(head.substr(0, size)).size(), 0U) << size;
 }
 
 TEST(city_points, zero_is_a_position_like_any_other) {
