@@ -1,3 +1,5 @@
+#include <new>
+
 #include "metadata/file_metadata_store.h"
 #include "metadata/metadata_fixture.h"
 
@@ -154,6 +156,16 @@ TEST_F(open_for_write, a_protected_folder_whose_open_fails_is_protected_again_at
     EXPECT_TRUE(machine.entry(folder).has(attribute::read_only));
   }
   EXPECT_EQ(machine.calls.count("release_storage"), 1U);
+}
+
+TEST_F(open_for_write, a_protected_folder_whose_open_runs_out_of_memory_is_protected_again) {
+  machine.entry(folder).attributes |= attribute::read_only;
+  for (const char* operation : {"open_property_set_storage", "create_store"}) {
+    machine.calls.before(operation, 1, [] { throw std::bad_alloc(); });
+    file_metadata_store store;
+    EXPECT_THROW(static_cast<void>(store.open_for_write(folder)), std::bad_alloc) << operation;
+    EXPECT_TRUE(machine.entry(folder).has(attribute::read_only)) << operation;
+  }
 }
 
 TEST_F(open_for_write, a_folder_that_can_not_be_protected_again_is_logged) {
@@ -387,6 +399,16 @@ TEST_F(open_property_set_for_read, a_failure_of_either_step_is_told_and_never_ra
   EXPECT_EQ(store.last_error(), hresult::fail);
   EXPECT_TRUE(store.open_property_set_for_read(folder));
   EXPECT_EQ(store.last_error(), hresult::ok);
+}
+
+TEST_F(open_property_set_for_read, no_memory_is_told_and_never_raised) {
+  for (const char* operation : {"attributes", "open_property_set_storage", "create_store"}) {
+    machine.calls.before(operation, 1, [] { throw std::bad_alloc(); });
+    file_metadata_store store;
+    EXPECT_FALSE(store.open_property_set_for_read(folder)) << operation;
+    EXPECT_EQ(store.last_error(), hresult::out_of_memory) << operation;
+    EXPECT_FALSE(store.blocked_by_placeholder()) << operation;
+  }
 }
 
 TEST_F(open_property_set_for_read, a_folder_is_known_as_one_and_a_file_behind_it_as_a_file) {

@@ -1,4 +1,6 @@
 // Each route of the chain, reached because those before it failed.
+#include <new>
+
 #include "metadata/file_metadata_store.h"
 #include "metadata/metadata_fixture.h"
 
@@ -104,6 +106,18 @@ TEST_F(rating_chain, each_step_of_the_property_set_must_succeed) {
   store.close();
   for (const char* step : {"open_property_set_storage", "create_store", "set", "commit"}) {
     machine.calls.refuse(step, photo, hresult::storage_medium_full, 1);
+    file_metadata_store knowing(photo);
+    knowing.set_rating(3);
+    const auto sidecar = machine.disk.find(photo_sidecar);
+    ASSERT_TRUE(sidecar) << step;
+    machine.disk.remove(*sidecar);
+  }
+}
+
+TEST_F(rating_chain, a_property_set_without_memory_goes_on_to_the_sidecar) {
+  store.close();
+  for (const char* step : {"open_property_set_storage", "create_store", "set", "commit"}) {
+    machine.calls.before(step, 1, [] { throw std::bad_alloc(); });
     file_metadata_store knowing(photo);
     knowing.set_rating(3);
     const auto sidecar = machine.disk.find(photo_sidecar);

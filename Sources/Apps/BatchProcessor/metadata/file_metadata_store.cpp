@@ -147,7 +147,7 @@ bool file_metadata_store::open_for_read(const std::wstring& path, read_speed spe
       text::format("Failed to open metadata 0x{:08X} {}", code_of(code), text::hresult_message(code)));
 }
 
-bool file_metadata_store::open_property_set_for_read(const std::wstring& path) {
+bool file_metadata_store::open_property_set_for_read(const std::wstring& path) try {
   close_if_on_another_path(path);
   if (property_store_) {
     blocked_by_placeholder_ = false;
@@ -158,6 +158,9 @@ bool file_metadata_store::open_property_set_for_read(const std::wstring& path) {
   if (!attributes) return false;
   last_failure_ = open_property_set(path, *attributes, open_mode::reading);
   return succeeded(last_failure_);
+} catch (const std::bad_alloc&) {
+  last_failure_ = {hresult::out_of_memory, platform::win32_error::not_enough_memory};
+  return false;
 }
 
 // None, with the reason kept, for a path that must not be opened.
@@ -172,9 +175,15 @@ std::optional<std::uint32_t> file_metadata_store::attributes_for_read(const std:
 storage_failure file_metadata_store::open_property_set_for_write(const std::wstring& path, std::uint32_t attributes) {
   if (open_mode_ == open_mode::writing) return {};
   if (is_directory(attributes)) unprotect_folder(path, attributes);
-  const storage_failure failure = open_property_set(path, attributes, open_mode::writing);
-  if (!succeeded(failure)) protect_folder_again(path);
-  return failure;
+  try {
+    const storage_failure failure = open_property_set(path, attributes, open_mode::writing);
+    if (!succeeded(failure)) protect_folder_again(path);
+    return failure;
+  } catch (const std::bad_alloc&) {
+    // close() doesn't know the path of what isn't open.
+    protect_folder_again(path);
+    throw;
+  }
 }
 
 storage_failure file_metadata_store::open_property_set(const std::wstring& path, std::uint32_t attributes,
@@ -194,9 +203,9 @@ storage_failure file_metadata_store::open_property_set(const std::wstring& path,
 
 void file_metadata_store::adopt(std::unique_ptr<platform::property_store> store, const std::wstring& path,
                                 open_mode mode) {
+  path_ = path;  // first, as it may fail
   property_store_ = std::move(store);
   open_mode_ = mode;
-  path_ = path;
 }
 
 void file_metadata_store::close_if_on_another_path(const std::wstring& path) {

@@ -7,7 +7,8 @@
 
 namespace quill_box::metadata {
 
-/// Opens, sets, commits and releases; true only if every step succeeded. The caller holds no store on the path.
+/// Opens, sets, commits and releases; true only if every step succeeded, and there was memory for it. The caller holds
+/// no store on the path.
 [[nodiscard]] bool write_property_to_ntfs_set(const std::wstring& path, const platform::property_key& key,
                                               const platform::property_value& value);
 
