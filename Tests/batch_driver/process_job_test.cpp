@@ -443,6 +443,9 @@ TEST_F(process_job_test, ticking_all_current_items_hides_only_the_identical_mess
   ASSERT_EQ(callbacks.said.size(), 2U);
   EXPECT_TRUE(callbacks.said[0].starts_with(LR"(error C:\Photos\1.jpg)"));
   EXPECT_TRUE(callbacks.said[1].starts_with(LR"(error C:\Photos\b.mp3)"));
+  ASSERT_EQ(context.suppressed_errors.size(), 2U);
+  for (const auto& [message, is_suppressed] : context.suppressed_errors)
+    EXPECT_TRUE(is_suppressed) << message;
   const strings log = machine.log_lines();
   EXPECT_EQ(std::count_if(log.begin(), log.end(),
                           [](const std::string& line) {

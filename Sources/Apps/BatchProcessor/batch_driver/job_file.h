@@ -47,7 +47,7 @@ class byte_stream {
 };
 
 /// Raises a std::runtime_error with the message of the first check that fails. A text that isn't JSON fails the
-/// first one, "JSON root must be an object". So does one nested deeper than any job is.
+/// first one, "JSON root must be an object". So does one nested more than 16 million deep.
 [[nodiscard]] job_document parse_job_document(byte_stream& text);
 
 /// Opens, reads and parses the file. Raises "Failed to open JSON file: " and the shortened path where it can't be
