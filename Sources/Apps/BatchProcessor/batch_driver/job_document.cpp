@@ -67,7 +67,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
     if (at() == place::entry) {
-      if (key_ == "path"sv && !path_seen_) path_ = wide_up_to_nul({text, length});
+      if (key_ == "path"sv && !path_seen_) path_.emplace(text, length);
     } else if (std::optional<std::string>* field = wanted_string()) {
       field->emplace(text, length);
     }
@@ -179,7 +179,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   void end_entry() {
     if (path_) {
-      files_.push_back(*std::move(path_));
+      files_.push_back(*path_);
     } else {
       fail_entry("Missing or invalid 'path' field in file entry");
     }
@@ -208,8 +208,8 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   std::optional<std::string> guid_;
   std::optional<std::string> action_type_;
   std::optional<std::string> action_parameters_;
-  std::optional<std::wstring> path_;
-  std::vector<std::wstring> files_;
+  std::optional<std::string> path_;
+  path_list files_;
   const char* first_entry_failure_ = nullptr;
   std::array<job_field, 3> job_fields_ = {
       {{"guid", &guid_}, {"action_type", &action_type_}, {"action_parameters", &action_parameters_}}};

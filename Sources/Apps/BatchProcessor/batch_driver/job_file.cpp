@@ -41,9 +41,9 @@ void delete_job_file(const std::wstring& path) {
   }
 }
 
-}  // namespace
-
 std::wstring wide_up_to_nul(std::string_view utf8) { return text::wide_from_utf8(utf8.substr(0, utf8.find('\0'))); }
+
+}  // namespace
 
 job_record::~job_record() {
   if (delete_on_destroy && !source_path.empty()) delete_job_file(source_path);

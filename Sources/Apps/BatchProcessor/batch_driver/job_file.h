@@ -5,13 +5,14 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "batch_driver/path_list.h"
 
 namespace quill_box::batch_processor {
 
 /// The job in memory. It owns the job file: the destructor deletes it, unless the caller asked to keep it.
 struct job_record {
-  std::vector<std::wstring> files;  ///< in file order, duplicates kept
+  path_list files;
   std::wstring action_type;
   std::wstring action_parameters;
   std::wstring version;
@@ -24,18 +25,14 @@ struct job_record {
   ~job_record();
 };
 
-/// What the file holds: the fields as UTF-8. The paths are made wide as they come, each up to its first NUL: there may
-/// be a million, which need not be there twice.
+/// What the file holds: the fields as UTF-8.
 struct job_document {
   std::string version;
   std::string guid;
   std::string action_type;
   std::string action_parameters;
-  std::vector<std::wstring> files;
+  path_list files;
 };
-
-/// The text up to its first NUL.
-[[nodiscard]] std::wstring wide_up_to_nul(std::string_view utf8);
 
 /// Where the text of a document comes from: fills the buffer and returns how much; 0 at the end.
 class byte_stream {

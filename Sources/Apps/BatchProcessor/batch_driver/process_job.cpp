@@ -52,10 +52,8 @@ struct run_state {
   std::wstring item;  ///< the current one; what failures are reported against
   int index = 0;      ///< 1-based; 0 until the job is loaded
   int error_count = 0;
+  std::vector<int> changed;  ///< indices of changed files, whose time is moved once, at the end
 };
-
-// Changed files whose time is moved once, at the end. They are items of the job, which holds a million at times.
-using refresh_list = std::vector<const std::wstring*>;
 
 // From how many items on the window opens.
 int display_threshold(actions action) {
@@ -92,8 +90,10 @@ void show_item_detail(const processing_context& context, const run_state& state)
       text::format(L"{} {} of {} - {}", noun, state.index, context.item_count, paths::file_name(state.item)));
 }
 
-void report_unexpected(const processing_context& context, const std::wstring& item) {
-  logging::log(level::error, "Error processing {}. Unexpected action requested", item);
+std::wstring item_at(const job_record& job, int index) { return job.files[static_cast<std::size_t>(index) - 1]; }
+
+void report_unexpected(const processing_context& context, const run_state& state) {
+  logging::log(level::error, "Error processing {}. Unexpected action requested", state.item);
   context.callbacks->report_unexpected_action();
 }
 
@@ -103,7 +103,8 @@ bool is_capable(actions action, std::wstring_view extension) {
 }
 
 // What follows the action itself: the shell hears of the item, and a changed file is prepared to look changed.
-void refresh_item(actions action, const std::wstring& item, item_kind kind, refresh_list& changed) {
+void refresh_item(actions action, run_state& state, item_kind kind) {
+  const std::wstring& item = state.item;
   platform::machine& machine = platform::current();
   machine.shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, item);
   if (action > actions::update_tags) return;
@@ -112,25 +113,26 @@ void refresh_item(actions action, const std::wstring& item, item_kind kind, refr
     return;
   }
   if (is_capable(action, paths::extension(item))) {
-    changed.push_back(&item);
+    state.changed.push_back(state.index);
     metadata::drop_embedded_exif_thumbnail(item);
   }
   // The old thumbnail stays where this fails; the item is processed all the same.
   static_cast<void>(machine.shell.renew_thumbnail(item, thumbnail_size));
 }
 
-void process_item(processing_context& context, run_state& state, const std::wstring& item, refresh_list& changed) {
+void process_item(processing_context& context, run_state& state) {
+  const std::wstring& item = state.item;
   // A failure is not an error here: the item may be no path at all, and its action meets whatever is wrong.
   const auto found = platform::current().files.kind(item);
   if (found && *found == item_kind::cloud_placeholder) fetch_cloud_file(item);
   const dispatched done =
       dispatch_action(context, item, state.parameters, found ? std::optional(*found) : std::nullopt);
-  if (done == dispatched::to_nobody) report_unexpected(context, item);
+  if (done == dispatched::to_nobody) report_unexpected(context, state);
   // Commands name no files.
   if (context.action == actions::run_context_menu_command) return;
   // What an action passed over is still what was found above. Anything else may have been moved away.
   const auto kind = done == dispatched::passed_over ? files::kind_if_exists(item, found) : files::kind_if_exists(item);
-  if (kind) refresh_item(context.action, item, *kind, changed);
+  if (kind) refresh_item(context.action, state, *kind);
 }
 
 void report_item_failure(processing_context& context, run_state& state, const std::exception& failure) {
@@ -145,10 +147,9 @@ void report_item_failure(processing_context& context, run_state& state, const st
     context.suppressed_errors[message] = true;
 }
 
-void process_item_guarded(processing_context& context, run_state& state, const std::wstring& item,
-                          refresh_list& changed) {
+void process_item_guarded(processing_context& context, run_state& state) {
   try {
-    process_item(context, state, item, changed);
+    process_item(context, state);
   } catch (const autotagger_exception& failure) {
     ++state.error_count;
     logging::log(level::error, "Error processing file {} Details: {}", state.item, failure.what());
@@ -158,17 +159,16 @@ void process_item_guarded(processing_context& context, run_state& state, const s
   }
 }
 
-void walk_items(processing_context& context, const job_record& job, run_state& state, refresh_list& changed) {
+void walk_items(processing_context& context, const job_record& job, run_state& state) {
   for (state.index = 1; state.index <= context.item_count && !context.callbacks->is_cancelled();) {
     if (context.callbacks->is_paused()) {
       platform::current().clock.sleep(pause_poll);
       continue;
     }
     show_item_progress(context, state);
-    const std::wstring& item = job.files[static_cast<std::size_t>(state.index) - 1];
-    state.item = item;
+    state.item = item_at(job, state.index);
     show_item_detail(context, state);
-    process_item_guarded(context, state, item, changed);
+    process_item_guarded(context, state);
     ++state.index;
   }
 }
@@ -183,19 +183,20 @@ void touch(const std::wstring& path) {
 }
 
 // Once for the whole batch: the changed files' times move, then the shell hears of files and folders.
-void refresh_changed_files(processing_context& context, const refresh_list& changed) {
+void refresh_changed_files(processing_context& context, const job_record& job, const std::vector<int>& changed) {
   if (changed.empty()) return;
   platform::shell& shell = platform::current().shell;
-  std::optional<std::wstring_view> last_folder;
-  for (const std::wstring* path : changed) {
-    touch(*path);
-    const std::wstring_view folder = paths::parent(*path);
+  std::optional<std::wstring> last_folder;
+  for (const int index : changed) {
+    const std::wstring path = item_at(job, index);
+    touch(path);
+    const std::wstring_view folder = paths::parent(path);
     // Most files of a job stand beside each other.
     if (folder != last_folder) context.changed_folders.emplace(folder);
-    last_folder = folder;
+    last_folder = std::wstring(folder);
   }
-  for (const std::wstring* path : changed) {
-    shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, *path);
+  for (const int index : changed) {
+    shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, item_at(job, index));
   }
   for (const std::wstring& folder : context.changed_folders) {
     shell.notify(platform::shell_event::update_directory, platform::shell_flush::path_and_wait, folder);
@@ -211,9 +212,8 @@ void run_job(processing_context& context, run_state& state) {
   state.parameters = text::split_once(job.action_parameters);
   context.item_count = static_cast<int>(job.files.size());
   show_display_if_large(context);
-  refresh_list changed;
-  walk_items(context, job, state, changed);
-  refresh_changed_files(context, changed);
+  walk_items(context, job, state);
+  refresh_changed_files(context, job, state.changed);
 }
 
 }  // namespace
