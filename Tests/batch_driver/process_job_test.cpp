@@ -317,6 +317,27 @@ TEST_F(process_job_test, all_times_move_before_any_closing_notification) {
   EXPECT_EQ(machine.entry(LR"(C:\A\1.jpg)").last_written, machine.clock.time());
 }
 
+TEST_F(process_job_test, folders_that_an_action_added_are_told_among_those_of_the_files) {
+  const auto photos = make_photos(2);
+  machine.calls.before("open_handler_store", 1, [this] {
+    context.changed_folders = {LR"(C:\Albums)", LR"(D:\Scans)"};
+  });
+  run_rating(photos);
+  const strings told = machine.calls.named({"notify"});
+  ASSERT_EQ(told.size(), 7U);
+  EXPECT_THAT(strings(told.begin() + 4, told.end()),
+              ElementsAre(R"(notify(update_directory, path_and_wait, C:\Albums))",
+                          R"(notify(update_directory, path_and_wait, C:\Photos))",
+                          R"(notify(update_directory, path_and_wait, D:\Scans))"));
+}
+
+TEST_F(process_job_test, without_a_changed_file_no_folder_is_told) {
+  context.changed_folders = {LR"(C:\Albums)"};
+  run_rating({make_photo(L"a.xyz")});
+  EXPECT_EQ(machine.calls.named({"notify"}), (strings{R"(notify(update_item, path_and_return, C:\Photos\a.xyz))"}));
+  EXPECT_EQ(context.changed_folders, (std::set<std::wstring>{LR"(C:\Albums)"}));
+}
+
 TEST_F(process_job_test, a_failing_existence_test_is_an_item_failure_named_exists) {
   const std::wstring photo = make_photo(L"a.jpg");
   machine.errors.set_text(platform::win32_error::access_denied, L"Access is denied.\r\n");

@@ -429,6 +429,21 @@ TEST_F(open_property_set_for_read, a_store_in_any_mode_on_the_same_path_will_do)
   EXPECT_THAT(machine.calls.all(), IsEmpty());
 }
 
+TEST_F(open_property_set_for_read, an_open_store_forgets_why_an_earlier_open_failed) {
+  machine.entry(folder).attributes |= attribute::offline;
+  file_metadata_store store;
+  ASSERT_TRUE(store.open_for_write(photo));
+  EXPECT_FALSE(store.open_property_set_for_read(folder));
+  ASSERT_TRUE(store.open_for_write(photo));
+  EXPECT_TRUE(store.open_property_set_for_read(photo));
+  EXPECT_FALSE(store.blocked_by_placeholder());
+
+  EXPECT_FALSE(store.open_property_set_for_read(LR"(C:\missing)"));
+  ASSERT_TRUE(store.open_for_write(photo));
+  EXPECT_TRUE(store.open_property_set_for_read(photo));
+  EXPECT_EQ(store.last_error(), hresult::ok);
+}
+
 TEST_F(open_property_set_for_read, a_store_on_another_path_is_closed_first) {
   file_metadata_store store;
   ASSERT_TRUE(store.open_for_write(photo));
