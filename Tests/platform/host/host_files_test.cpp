@@ -125,6 +125,18 @@ TEST_F(host_files, attributes_are_stored_as_text_and_removed_when_none_are_left)
   EXPECT_EQ(stored_attributes(), std::nullopt);
 }
 
+TEST_F(host_files, a_name_that_hides_by_its_dot_gets_no_stored_bit_for_it) {
+  path_ = scratch_ / L".hidden.txt";
+  put_file(path_, "");
+  EXPECT_EQ(files_.set_attributes(path_, *files_.attributes(path_)), win32_error::success);
+  EXPECT_EQ(stored_attributes(), std::nullopt);
+  EXPECT_EQ(files_.set_attributes(path_, attribute::hidden | attribute::archive), win32_error::success);
+  EXPECT_EQ(stored_attributes(), "0x20");
+  store_attributes("0x2");
+  EXPECT_EQ(files_.set_attributes(path_, attribute::hidden), win32_error::success);
+  EXPECT_EQ(stored_attributes(), "0x2");
+}
+
 TEST_F(host_files, set_attributes_keeps_placeholder_bits) {
   put_file(path_, "");
   store_attributes("0x1002");

@@ -104,6 +104,8 @@ win32_error set_attributes_of(const path_bytes& path, std::uint32_t attributes) 
 
   const stored_value old(path);
   if (!succeeded(old.error())) return old.error();
+  // A dot hides by itself. A bit for it, stored where none was, would stay with the file under any other name.
+  if (is_dot_name(path) && (dos_attributes_from(old.view()) & attribute::hidden) == 0) attributes &= ~attribute::hidden;
   const auto value = updated_dos_attributes(old.view(), attributes);
   if (value.value_or(std::string()) != old.view()) {
     if (const win32_error stored = store_as_writable(path, mode, value); !succeeded(stored)) return stored;
