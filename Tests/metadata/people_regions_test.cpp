@@ -94,6 +94,11 @@ TEST_F(people_regions, come_from_the_first_place_that_has_any) {
   EXPECT_EQ(machine.calls.count("open_property_set_storage"), 0U);
 }
 
+TEST_F(people_regions, an_empty_name_in_the_property_set_is_a_region_without_a_name) {
+  store_names(picture, tag_vector{L"", L"Anna"});
+  EXPECT_THAT(get(picture), ElementsAre(people_region{}, people_region{L"Anna"}));
+}
+
 TEST_F(people_regions, the_property_set_is_opened_for_reading_only) {
   machine.calls.clear();
   EXPECT_THAT(get(picture), IsEmpty());
@@ -103,8 +108,7 @@ TEST_F(people_regions, the_property_set_is_opened_for_reading_only) {
 }
 
 TEST_F(people_regions, names_in_another_form_than_a_list_are_none) {
-  for (const property_value& value :
-       {property_value(L"Anna"), property_value(7U), property_value(tag_vector()), property_value(tag_vector{L""})}) {
+  for (const property_value& value : {property_value(L"Anna"), property_value(7U), property_value(tag_vector())}) {
     store_names(picture, value);
     EXPECT_THAT(get(picture), IsEmpty());
   }

@@ -125,13 +125,15 @@ TEST(propvariants, a_null_text_is_no_value) {
   EXPECT_EQ(from_propvariant(text), property_value());
 }
 
-TEST(propvariants, null_pointers_in_a_list_read_as_empty_texts) {
-  PWSTR elements[] = {nullptr, nullptr};
+TEST(propvariants, null_pointers_in_a_list_are_left_out) {
+  wchar_t text[] = L"a";
+  wchar_t nothing[] = L"";
+  PWSTR elements[] = {nullptr, text, nullptr, nothing};
   PROPVARIANT list = {};
   list.vt = VT_VECTOR | VT_LPWSTR;
-  list.calpwstr.cElems = 2;
+  list.calpwstr.cElems = 4;
   list.calpwstr.pElems = elements;
-  EXPECT_EQ(from_propvariant(list), property_value(string_list{L"", L""}));
+  EXPECT_EQ(from_propvariant(list), property_value(string_list{L"a", L""}));
   list.calpwstr.pElems = nullptr;
   EXPECT_EQ(from_propvariant(list), property_value(string_list()));
 }

@@ -44,10 +44,8 @@ region_list regions_in_property_set(const std::wstring& path) {
   const auto* names = value ? std::get_if<std::vector<std::wstring>>(&*value) : nullptr;
   if (names == nullptr) return {};
   region_list regions;
-  for (const std::wstring& name : *names) {
-    // A null string reads as an empty one; it stands for nobody.
-    if (!name.empty()) regions.push_back({name});
-  }
+  for (const std::wstring& name : *names)
+    regions.push_back({name});
   return regions;
 }
 

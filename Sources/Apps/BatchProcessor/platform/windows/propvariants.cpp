@@ -104,14 +104,13 @@ struct setter {
   }
 };
 
-std::wstring text_or_empty(const wchar_t* text) { return text != nullptr ? text : L""; }
-
 std::vector<std::wstring> list_of(const CALPWSTR& elements) {
   if (elements.pElems == nullptr) return {};
   std::vector<std::wstring> list;
   list.reserve(elements.cElems);
-  for (const wchar_t* text : std::span(elements.pElems, elements.cElems))
-    list.push_back(text_or_empty(text));
+  for (const wchar_t* text : std::span(elements.pElems, elements.cElems)) {
+    if (text != nullptr) list.emplace_back(text);
+  }
   return list;
 }
 

@@ -26,7 +26,7 @@ class scoped_propvariant {
 /// array. out_of_memory when a copy can't be had, invalid_argument for `other_type`.
 [[nodiscard]] hresult to_propvariant(const property_value& value, scoped_propvariant& made);
 
-/// A copy. A null string is no value; in a list it reads as an empty one.
+/// A copy. A null string is no value, and a list has none of its null strings.
 [[nodiscard]] property_value from_propvariant(const PROPVARIANT& value);
 
 }  // namespace platform::windows
