@@ -115,8 +115,7 @@ def bench_look_up(options, results):
         rival, failed = float(ran.stdout.split()[0]), int(ran.stdout.split()[1])
         print(f"{name}: {rival:.2f} us for a look-up; {failed} of the 10,000 points end in an exception")
         results.add(f"one look-up, beside {name}", "ahead", f"{rival / one:.1f} times as fast", rival > one)
-    # local-reverse-geocoder comes without data: it fetches them from a server at its start.
-    print()
+    print("local-reverse-geocoder comes without data and fetches them from a server at its start: not measured\n")
 
 
 def bench_regions(options, results, samples):
