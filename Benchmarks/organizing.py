@@ -59,7 +59,8 @@ def bench_slow_sorting(options, results, cost):
     """A process or a parser for each file: measured on fewer files, compared by the file."""
     progress(f"{FEW} files by exiftool and mv")
     folder = make_files(FEW)
-    by_date = measurement(["exiftool", "-q", "-q", "-d", str(folder / "%Y"), "-Directory<FileModifyDate", str(folder)]).seconds
+    by_date = measurement(["exiftool", "-q", "-q", "-d", str(folder / "%Y"), "-Directory<FileModifyDate",
+                           str(folder)]).seconds
     folder = make_files(FEW)
     script = "".join(f"mkdir '{folder / name}'\n" for name in FOLDERS) + "".join(
         f"for file in '{folder}'/*.{extension}; do mv \"$file\" '{folder / name}'; done\n"
