@@ -139,6 +139,30 @@ TEST_F(organize_by_type, numbers_a_name_that_is_taken_from_2) {
   EXPECT_THAT(journal().moves, ElementsAre(journal_move{L"a.txt", LR"(Documents\a (2).txt)"}));
 }
 
+TEST_F(organize_by_type, numbers_a_name_that_is_taken_where_another_file_went_before) {
+  put(L"a.txt");
+  put(L"b.txt");
+  machine.write_file(LR"(C:\Photos\Documents\b.txt)", "old");
+  machine.files.deliver_in_order(folder, {L"a.txt", L"b.txt", L"Documents"});
+  organize();
+  EXPECT_EQ(machine.read_file(LR"(C:\Photos\Documents\b.txt)"), "old");
+  EXPECT_THAT(journal().moves, ElementsAre(journal_move{L"a.txt", LR"(Documents\a.txt)"},
+                                           journal_move{L"b.txt", LR"(Documents\b (2).txt)"}));
+}
+
+TEST_F(organize_by_type, makes_a_subfolder_anew_that_somebody_moved_away) {
+  put(L"a.txt");
+  put(L"b.txt");
+  machine.files.deliver_in_order(folder, {L"a.txt", L"b.txt"});
+  machine.calls.before("move_file", 2, [this] {
+    static_cast<void>(machine.files.move_file(in_folder(L"Documents"), LR"(C:\Elsewhere)"));
+  });
+  organize();
+  EXPECT_TRUE(machine.exists(LR"(C:\Elsewhere\a.txt)"));
+  EXPECT_TRUE(machine.exists(LR"(C:\Photos\Documents\b.txt)"));
+  EXPECT_THAT(journal().created_folders, ElementsAre(L"Documents"));
+}
+
 TEST_F(organize_by_type, takes_the_number_1000_and_no_higher_one) {
   put(L"a.txt");
   machine.write_file(LR"(C:\Photos\Documents\a.txt)", "");

@@ -1,8 +1,6 @@
 #include "organize/organize_folder.h"
 
-#include <optional>
 #include <set>
-#include <utility>
 #include <vector>
 
 #include "files/file_functions.h"
@@ -49,31 +47,36 @@ void make_subfolder(type_run& run, std::wstring_view name, const std::wstring& p
   if (run.created_folders.emplace(name).second) run.journal.created_folders.emplace_back(name);
 }
 
-// The name itself in a subfolder that has got a file before, where it is free. That the name alone is missing says that
-// the subfolder is still there, which spares a look for each file. None for any other answer.
-std::optional<std::wstring> free_path_in_known_folder(const type_run& run, const std::wstring& subfolder,
-                                                      std::wstring_view name) {
-  if (!run.touched_folders.contains(subfolder)) return std::nullopt;
-  std::wstring path = paths::join(subfolder, name);
-  const auto kind = platform::current().files.kind(path);
-  return kind || kind.error() != win32_error::file_not_found ? std::nullopt : std::optional(std::move(path));
+// To the name itself where that is free, else to the first free numbered one, in a subfolder that is made for it.
+win32_error move_to_free_name(type_run& run, const std::wstring& file, std::wstring_view category,
+                              const std::wstring& subfolder) {
+  const std::wstring_view name = paths::file_name(file);
+  make_subfolder(run, category, subfolder);
+  const auto target = find_free_path(subfolder, name, first_number);
+  if (!target) {
+    throw formatted_runtime_error(text::format(L"Unable to find a free name for '{}' in '{}'", name, subfolder));
+  }
+  return move_and_record(run.journal, file, *target);
+}
+
+// What a move tells of a taken name, or of a subfolder that is gone. It has replaced nothing.
+bool must_look_first(win32_error error) {
+  return error == win32_error::already_exists || error == win32_error::file_exists ||
+         error == win32_error::path_not_found;
 }
 
 void move_to_subfolder(type_run& run, const std::wstring& file) {
   const std::wstring_view name = paths::file_name(file);
   const std::wstring_view category = category_for(paths::extension(file), run.categories);
   const std::wstring subfolder = paths::join(run.journal.folder, category);
-
-  auto target = free_path_in_known_folder(run, subfolder, name);
-  if (!target) {
-    make_subfolder(run, category, subfolder);
-    target = find_free_path(subfolder, name, first_number);
-  }
-  if (!target) {
-    throw formatted_runtime_error(text::format(L"Unable to find a free name for '{}' in '{}'", name, subfolder));
-  }
+  // A subfolder that has got a file is there, and most names in it are free: thousands of files are moved without a
+  // look at either.
+  win32_error moved = run.touched_folders.contains(subfolder)
+                          ? move_and_record(run.journal, file, paths::join(subfolder, name))
+                          : win32_error::path_not_found;
+  if (must_look_first(moved)) moved = move_to_free_name(run, file, category, subfolder);
   // No second attempt: what is in use now is left for another run.
-  if (const win32_error moved = move_and_record(run.journal, file, *target); !succeeded(moved)) {
+  if (!succeeded(moved)) {
     throw formatted_runtime_error(text::format(L"Failed to move '{}' ({})", name, text::system_error_text(moved)));
   }
   run.touched_folders.insert(subfolder);
