@@ -6,8 +6,6 @@ import subprocess
 from measuring import ROOT, WORK, job, measurement, median, progress
 
 EXTENSIONS = ("jpg", "txt", "mp3", "zip")
-FOLDERS = ("Images", "Documents", "Music", "Archives")
-FEW = 2000  # files for the tools that take milliseconds for each
 GEOCODERS = ("city-reverse-geocoder", "offline-geocode-city")
 
 
@@ -51,26 +49,38 @@ def bench_by_type(options, results):
         growth = cost[name, 100_000] / cost[name, 10_000]
         results.add(f"{name}: a file's cost at 100,000", "at most 1.3 times that at 10,000", f"{growth:.2f} times",
                     growth <= 1.3)
-    bench_slow_sorting(options, results, cost)
     print()
 
 
-def bench_slow_sorting(options, results, cost):
-    """A process or a parser for each file: measured on fewer files, compared by the file."""
-    progress(f"{FEW} files by exiftool and mv")
-    folder = make_files(FEW)
-    by_date = measurement(["exiftool", "-q", "-q", "-d", str(folder / "%Y"), "-Directory<FileModifyDate",
-                           str(folder)]).seconds
-    folder = make_files(FEW)
-    script = "".join(f"mkdir '{folder / name}'\n" for name in FOLDERS) + "".join(
-        f"for file in '{folder}'/*.{extension}; do mv \"$file\" '{folder / name}'; done\n"
-        for extension, name in zip(EXTENSIONS, FOLDERS))
-    moved = measurement(["sh", "-c", script]).seconds
+def bench_slow_sorting(options, results, samples):
+    """Beside what takes a process or a parser for each file, on the same photos."""
+    folder = WORK / "photos"
+    count = len(list(samples.iterdir()))
+    mv = f"mkdir '{folder}/Images' && for file in '{folder}'/*.jpg; do mv \"$file\" '{folder}/Images'; done"
+    commands = {"sort": lambda: job(options.executable, "organize_folder", "by_type", [folder]),
+                "undo": lambda: job(options.executable, "organize_undo", "", [folder]),
+                "exiftool by date": lambda: ["exiftool", "-q", "-d", f"{folder}/%Y-%m-%d",
+                                             "-Directory<DateTimeOriginal", str(folder)],
+                "mv for each file": lambda: ["sh", "-c", mv]}
+    found = {name: [] for name in commands}
+    for number in range(options.rounds):
+        progress(f"{count} photos by type, exiftool and mv: round {number + 1} of {options.rounds}")
+        for name, command in commands.items():
+            if name != "undo":
+                fresh_folder(samples, folder)
+            found[name].append(measurement(command()))
     shutil.rmtree(folder)
-    print(f"\n{FEW} files: exiftool by date {by_date:.2f} s, mv for each file {moved:.2f} s")
+    seconds = {name: median(runs) for name, runs in found.items()}
+    print(f"{count} photos: " + ", ".join(f"{name} {seconds[name]:.3f} s" for name in commands) + "\n")
     for name in ("sort", "undo"):
-        results.add_ratio(f"{name} by type, for each file", "exiftool by date", 100, by_date / FEW / cost[name, 10_000])
-        results.add_ratio(f"{name} by type, for each file", "mv for each file", 20, moved / FEW / cost[name, 10_000])
+        for rival, wanted in (("exiftool by date", 100), ("mv for each file", 20)):
+            results.add_ratio(f"{name} {count:,} photos by type", rival, wanted, seconds[rival] / seconds[name])
+
+
+def fresh_folder(samples, folder):
+    shutil.rmtree(folder, ignore_errors=True)
+    shutil.copytree(samples, folder)
+    os.sync()
 
 
 def bench_photos(options, results, samples):
@@ -83,9 +93,7 @@ def bench_photos(options, results, samples):
                                (rivals, lambda folder: ["exiftool", "-q", "-d", f"{folder}/%Y-%m-%d/%Y-%m-%d %%f.%%e",
                                                         "-filename<DateTimeOriginal", str(folder)])):
             folder = WORK / "photos"
-            shutil.rmtree(folder, ignore_errors=True)
-            shutil.copytree(samples, folder)
-            os.sync()
+            fresh_folder(samples, folder)
             found.append(measurement(command(folder)))
     shutil.rmtree(WORK / "photos")
     seconds, rival = median(runs), median(rivals)
@@ -135,6 +143,7 @@ def bench_regions(options, results, samples):
 
 def bench(options, results, small, large):
     bench_by_type(options, results)
+    bench_slow_sorting(options, results, small)
     bench_photos(options, results, small)
     bench_look_up(options, results)
     bench_regions(options, results, large)
