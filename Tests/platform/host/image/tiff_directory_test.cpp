@@ -282,6 +282,14 @@ TEST(tiff_directory, refuses_what_is_no_classic_tiff_or_reaches_beyond_the_block
   EXPECT_FALSE(readable(tiff(byte_order::little, {rating, rating}))) << "a field of ours twice";
 }
 
+TEST(tiff_directory, refuses_a_value_of_ours_in_the_header_or_the_directory) {
+  constexpr char directory_end = 8 + 2 + 12 + 4;
+  for (char offset = 0; offset <= directory_end; ++offset) {
+    const std::string bytes = "II*\0\x08\0\0\0\1\0\x9e\x9c\1\0\x0a\0\0\0"s + offset + std::string(3 + 4 + 20, '\0');
+    EXPECT_EQ(memory_block(bytes).block.has_value(), offset == directory_end) << int{offset};
+  }
+}
+
 TEST(tiff_directory, cut_at_every_byte_it_is_refused_or_edits_to_something_readable) {
   const std::string whole = edited(edited(camera_exif(), four_stars), {{tiff_tag::keywords, "some words"s}});
   for (std::size_t size = 0; size < whole.size(); ++size) {

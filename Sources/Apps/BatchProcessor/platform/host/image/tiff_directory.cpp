@@ -6,6 +6,7 @@ namespace platform::host::image {
 
 namespace {
 
+constexpr std::size_t header_size = 8;
 constexpr std::size_t entry_size = 12;
 constexpr std::uint64_t largest_value = std::uint64_t{64} << 20;
 constexpr tiff_tag own_tags[] = {tiff_tag::xmp,    tiff_tag::iptc,           tiff_tag::photoshop,
@@ -33,7 +34,12 @@ bool is_readable(const tiff_block& block, tiff_tag tag) {
   if (first == entries.end()) return true;
   if (std::any_of(first + 1, entries.end(), has_tag) || type_size(first->type) == 0) return false;
   const std::optional<tiff_area> area = tiff_value_area(block.directory, *first);
-  return !area || (area->end <= block.range.size && area->end - area->begin <= largest_value);
+  if (!area) return true;
+  // What stands there changes with every change of a field.
+  const std::uint64_t directory_end = block.directory.offset + block.directory.size();
+  const bool meets_directory = area->begin < directory_end && area->end > block.directory.offset;
+  return area->begin >= header_size && !meets_directory && area->end <= block.range.size &&
+         area->end - area->begin <= largest_value;
 }
 
 }  // namespace
@@ -64,12 +70,12 @@ std::optional<tiff_directory> read_tiff_directory(const byte_range& range, byte_
 }
 
 std::optional<tiff_block> read_first_tiff_directory(const byte_range& range) {
-  const std::optional<std::string> header = range.read(0, 8);
+  const std::optional<std::string> header = range.read(0, header_size);
   if (!header) return std::nullopt;
   const std::optional<byte_order> order = order_of(*header);
   if (!order) return std::nullopt;
   const std::uint32_t offset = get_u32(*header, 4, *order);
-  if (offset < 8) return std::nullopt;
+  if (offset < header_size) return std::nullopt;
   std::optional<tiff_directory> directory = read_tiff_directory(range, *order, offset);
   if (!directory) return std::nullopt;
   return tiff_block{range, std::move(*directory)};

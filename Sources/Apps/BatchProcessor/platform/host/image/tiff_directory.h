@@ -75,8 +75,8 @@ struct tiff_block {
 /// Nothing where there is no classic TIFF header, or where the directory reaches beyond the block. For reading only.
 [[nodiscard]] std::optional<tiff_block> read_first_tiff_directory(const byte_range& range);
 
-/// The same, and nothing where the value of a field that we write reaches beyond the block, or where such a field is
-/// there twice.
+/// The same, and nothing where the value of a field that we write reaches beyond the block, into its header or into
+/// the directory, or where such a field is there twice.
 [[nodiscard]] std::optional<tiff_block> read_tiff_block(const byte_range& range);
 
 /// The directory at an offset of the block; nothing where it reaches beyond the block.
