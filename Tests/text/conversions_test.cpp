@@ -34,6 +34,19 @@ TEST(conversions, characters_of_every_length_go_both_ways) {
   }
 }
 
+TEST(conversions, a_character_changes_nothing_around_it_wherever_it_stands) {
+  for (const character& c : characters) {
+    for (std::size_t length = 0; length < 100; ++length) {
+      for (std::size_t at = 0; at <= length; ++at) {
+        const std::wstring wide = std::wstring(at, L'a') + c.wide + std::wstring(length - at, L'b');
+        const std::string utf8 = std::string(at, 'a') + c.utf8 + std::string(length - at, 'b');
+        ASSERT_EQ(utf8_from_wide(wide), utf8);
+        ASSERT_EQ(wide_from_utf8(utf8), wide);
+      }
+    }
+  }
+}
+
 TEST(conversions, empty_stays_empty) {
   EXPECT_EQ(utf8_from_wide(L""), "");
   EXPECT_EQ(wide_from_utf8(""), L"");

@@ -47,10 +47,22 @@ TEST(path_bytes, refuses_a_nul_as_a_name) {
   EXPECT_EQ(bytes.error(), win32_error::invalid_name);
   EXPECT_EQ(bytes.view(), "");
   EXPECT_STREQ(bytes.c_str(), "");
-  for (std::size_t at = 0; at < 40; ++at) {
-    std::wstring path(40, L'a');
-    path[at] = L'\0';
-    EXPECT_EQ(path_bytes(path).error(), win32_error::invalid_name) << at;
+  for (std::size_t length = 1; length < 100; ++length) {
+    for (std::size_t at = 0; at < length; ++at) {
+      std::wstring path(length, L'a');
+      path[at] = L'\0';
+      ASSERT_EQ(path_bytes(path).error(), win32_error::invalid_name) << at << " of " << length;
+    }
+  }
+}
+
+TEST(path_bytes, keeps_what_stands_around_a_character_wherever_it_stands) {
+  for (std::size_t length = 1; length < 100; ++length) {
+    for (std::size_t at = 0; at < length; ++at) {
+      std::wstring path(length, L'a');
+      path[at] = L'\u20ac';
+      ASSERT_EQ(bytes_of(path), std::string(at, 'a') + "\xe2\x82\xac" + std::string(length - at - 1, 'a'));
+    }
   }
 }
 

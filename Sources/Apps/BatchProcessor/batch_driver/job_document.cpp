@@ -67,7 +67,10 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
 
   bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
     if (at() == place::entry) {
-      if (key_ == "path"sv && !path_seen_) path_.emplace(text, length);
+      if (key_ == "path"sv && !path_seen_) {
+        files_.push_back({text, length});
+        has_path_ = true;
+      }
     } else if (std::optional<std::string>* field = wanted_string()) {
       field->emplace(text, length);
     }
@@ -86,8 +89,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
       return enter(place::job);
     }
     if (at() == place::files) {
-      path_.reset();
-      path_seen_ = false;
+      has_path_ = path_seen_ = false;
       return enter(place::entry);
     }
     value();
@@ -178,11 +180,7 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   }
 
   void end_entry() {
-    if (path_) {
-      files_.push_back(*path_);
-    } else {
-      fail_entry("Missing or invalid 'path' field in file entry");
-    }
+    if (!has_path_) fail_entry("Missing or invalid 'path' field in file entry");
   }
 
   void fail_entry(const char* message) {
@@ -203,12 +201,12 @@ class document_handler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, 
   bool job_is_object_ = false;
   bool files_seen_ = false;
   bool files_is_array_ = false;
-  bool path_seen_ = false;
+  bool path_seen_ = false;  // in this entry, whatever its type
+  bool has_path_ = false;
   std::optional<std::string> version_;
   std::optional<std::string> guid_;
   std::optional<std::string> action_type_;
   std::optional<std::string> action_parameters_;
-  std::optional<std::string> path_;
   path_list files_;
   const char* first_entry_failure_ = nullptr;
   std::array<job_field, 3> job_fields_ = {

@@ -103,7 +103,7 @@ bool is_capable(actions action, std::wstring_view extension) {
 }
 
 // What follows the action itself: the shell hears of the item, and a changed file is prepared to look changed.
-void refresh_item(actions action, run_state& state, item_kind kind) {
+void refresh_item(actions action, run_state& state, dispatched done, item_kind kind) {
   const std::wstring& item = state.item;
   platform::machine& machine = platform::current();
   machine.shell.notify(platform::shell_event::update_item, platform::shell_flush::path_and_return, item);
@@ -112,7 +112,7 @@ void refresh_item(actions action, run_state& state, item_kind kind) {
     icons::folder_overlay(item);
     return;
   }
-  if (is_capable(action, paths::extension(item))) {
+  if (done == dispatched::taken_up && is_capable(action, paths::extension(item))) {
     state.changed.push_back(state.index);
     metadata::drop_embedded_exif_thumbnail(item);
   }
@@ -132,7 +132,7 @@ void process_item(processing_context& context, run_state& state) {
   if (context.action == actions::run_context_menu_command) return;
   // What an action passed over is still what was found above. Anything else may have been moved away.
   const auto kind = done == dispatched::passed_over ? files::kind_if_exists(item, found) : files::kind_if_exists(item);
-  if (kind) refresh_item(context.action, state, *kind);
+  if (kind) refresh_item(context.action, state, done, *kind);
 }
 
 void report_item_failure(processing_context& context, run_state& state, const std::exception& failure) {

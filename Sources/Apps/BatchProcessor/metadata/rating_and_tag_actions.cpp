@@ -25,7 +25,7 @@ bool is_directory(const std::wstring& path, known_kind kind) {
 
 // Opens the item, has `change` change the store, and closes; unless the item is a file of another type.
 template <class Change>
-outcome change_metadata(std::wstring_view action, bool (*is_capable)(std::wstring_view), const std::wstring& path,
+outcome change_metadata(std::string_view action, bool (*is_capable)(std::wstring_view), const std::wstring& path,
                         known_kind kind, Change change) {
   // Of a capable name it doesn't matter what it is, so the disk is asked about the others only.
   const std::wstring_view extension = paths::extension(path);
@@ -91,7 +91,7 @@ int leading_number(std::wstring_view text) {
 }
 
 outcome set_rating_action(const std::wstring& path, std::wstring_view parameters, known_kind kind) {
-  return change_metadata(L"Set Rating", is_rating_capable, path, kind, [parameters](file_metadata_store& store) {
+  return change_metadata("Set Rating", is_rating_capable, path, kind, [parameters](file_metadata_store& store) {
     store.set_rating(leading_number(parameters));
     store.commit();
     store.close();
@@ -99,7 +99,7 @@ outcome set_rating_action(const std::wstring& path, std::wstring_view parameters
 }
 
 outcome remove_rating_action(const std::wstring& path, known_kind kind) {
-  return change_metadata(L"Remove Rating", is_rating_capable, path, kind, [](file_metadata_store& store) {
+  return change_metadata("Remove Rating", is_rating_capable, path, kind, [](file_metadata_store& store) {
     store.set_rating(0);
     store.commit();
     store.close();
@@ -107,7 +107,7 @@ outcome remove_rating_action(const std::wstring& path, known_kind kind) {
 }
 
 outcome remove_tags_action(const std::wstring& path, known_kind kind) {
-  return change_metadata(L"Remove Tags", is_tag_capable, path, kind, [](file_metadata_store& store) {
+  return change_metadata("Remove Tags", is_tag_capable, path, kind, [](file_metadata_store& store) {
     store.remove_all_tags();
     store.commit();
     store.close();
@@ -115,7 +115,7 @@ outcome remove_tags_action(const std::wstring& path, known_kind kind) {
 }
 
 outcome toggle_tags_action(const std::wstring& path, text::split_once& parameters, known_kind kind) {
-  return change_metadata(L"Toggle Tags", is_tag_capable, path, kind, [&parameters](file_metadata_store& store) {
+  return change_metadata("Toggle Tags", is_tag_capable, path, kind, [&parameters](file_metadata_store& store) {
     for (const std::wstring& tag : parameters.tags())
       toggle_tag(store, tag);
     store.commit();
@@ -124,7 +124,7 @@ outcome toggle_tags_action(const std::wstring& path, text::split_once& parameter
 }
 
 outcome update_tags_action(const std::wstring& path, text::split_once& parameters, known_kind kind) {
-  return change_metadata(L"Update Tags", is_tag_capable, path, kind, [&parameters](file_metadata_store& store) {
+  return change_metadata("Update Tags", is_tag_capable, path, kind, [&parameters](file_metadata_store& store) {
     tag_vector tags = store.get_tags();
     bool changed = false;
     for (const std::wstring& edit : parameters.tags()) {

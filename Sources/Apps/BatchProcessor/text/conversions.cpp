@@ -89,19 +89,31 @@ char32_t take_utf8(std::string_view& rest) {
   return code;
 }
 
+constexpr std::size_t ascii_block = 32;
+
+// Copies a block if all of it is ASCII. No loop has a branch, and both are too long to be unrolled, so that the
+// compiler takes many characters at once.
+template <class From, class To>
+bool copy_ascii_block(const From* __restrict from, To* __restrict to) {
+  std::make_unsigned_t<From> all = 0;
+  for (std::size_t i = 0; i < ascii_block; ++i)
+    all |= static_cast<std::make_unsigned_t<From>>(from[i]);
+  if (all >= 0x80) return false;
+  for (std::size_t i = 0; i < ascii_block; ++i)
+    to[i] = static_cast<To>(from[i]);
+  return true;
+}
+
 // Most text is ASCII: the run of it at the front is copied without a look at each character's form. Returns its length.
 template <class From, class To>
 std::size_t copy_ascii_run(std::basic_string_view<From> text, To* to) {
-  constexpr std::size_t block = 16;
   std::size_t length = 0;
-  // No inner loop has a branch, so that the compiler takes many characters at once.
-  for (; length + block <= text.size(); length += block) {
-    std::make_unsigned_t<From> all = 0;
-    for (std::size_t i = 0; i < block; ++i)
-      all |= static_cast<std::make_unsigned_t<From>>(text[length + i]);
-    if (all >= 0x80) break;
-    for (std::size_t i = 0; i < block; ++i)
-      to[length + i] = static_cast<To>(text[length + i]);
+  while (length + ascii_block <= text.size() && copy_ascii_block(&text[length], &to[length]))
+    length += ascii_block;
+  // What is left of plain text is less than a block: the last block overlaps the one before.
+  if (length > 0 && text.size() - length < ascii_block) {
+    const std::size_t last = text.size() - ascii_block;
+    if (copy_ascii_block(&text[last], &to[last])) return text.size();
   }
   for (; length < text.size() && static_cast<std::make_unsigned_t<From>>(text[length]) < 0x80; ++length)
     to[length] = static_cast<To>(text[length]);

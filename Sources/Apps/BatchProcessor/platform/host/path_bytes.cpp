@@ -44,17 +44,17 @@ std::size_t take_character(std::string_view bytes, char32_t& code) {
   return code < smallest[length] || code > 0x10ffff || is_surrogate(code) ? 0 : length;
 }
 
-constexpr std::size_t block_size = 16;
+constexpr std::size_t block_size = 32;
 
-// Puts a block as bytes if all of it is plain. Without a branch in a loop the compiler takes many characters at once.
-bool put_plain_block(const wchar_t* from, char* to) {
+// Puts a block as bytes if all of it is plain. No loop has a branch, and both are too long to be unrolled, so that the
+// compiler takes many characters at once.
+bool put_plain_block(const wchar_t* __restrict from, char* __restrict to) {
   std::uint32_t all = 0;
-  bool has_nul = false;
   for (std::size_t i = 0; i < block_size; ++i) {
-    all |= static_cast<std::uint32_t>(from[i]);
-    has_nul |= from[i] == 0;
+    const auto code = static_cast<std::uint32_t>(from[i]);
+    all |= code | (code - 1);  // a NUL less one has all bits
   }
-  if (all >= 0x80 || has_nul) return false;
+  if (all >= 0x80) return false;
   for (std::size_t i = 0; i < block_size; ++i)
     to[i] = from[i] == L'\\' ? '/' : static_cast<char>(from[i]);
   return true;
@@ -79,6 +79,11 @@ void path_bytes::fill(std::wstring_view path) {
   const std::wstring_view fitting = path.substr(0, bytes_.size() - 1);
   while (size_ + block_size <= fitting.size() && put_plain_block(&fitting[size_], &bytes_[size_]))
     size_ += block_size;
+  // What is left of a plain path is less than a block: the last block overlaps the one before.
+  if (size_ > 0 && fitting.size() - size_ < block_size) {
+    const std::size_t last = fitting.size() - block_size;
+    if (put_plain_block(&fitting[last], &bytes_[last])) size_ = fitting.size();
+  }
   for (const wchar_t c : path.substr(size_)) {
     error_ = append(static_cast<char32_t>(c));
     if (!succeeded(error_)) {
