@@ -5,6 +5,7 @@ import os
 import pathlib
 import random
 import shutil
+import signal
 import subprocess
 import time
 
@@ -15,7 +16,7 @@ SEED = 20260301
 KILLS = 100  # of each kind of run
 SECONDS = 8  # after which no further kill of a kind is begun
 # What a killed run may leave until the next one: room for attributes, and the mark of a file that it was about to
-# rewrite behind its names.
+# change.
 ROOM = "user.quill_box.room"
 MARK = "user.quill_box.rewrite"
 TAGS = [f"keyword {number:03}" for number in range(150)]  # which fill several pages of a file
@@ -85,6 +86,34 @@ class killed_runs(scenario):
             program.kill()
             program.stderr.read()  # ends when whoever finishes a write in flight is done as well
 
+    @staticmethod
+    def children(process):
+        found = []
+        for children in pathlib.Path("/proc", str(process), "task").glob("*/children"):
+            try:
+                found += map(int, children.read_text().split())
+            except OSError:
+                pass  # a thread that has just ended
+        return found
+
+    def run_and_kill_all(self, seconds, *action):
+        """The program and the process that finishes a write in flight. What opens a file next makes it whole."""
+        with self.start(*action) as program:
+            end = time.monotonic() + seconds
+            helpers = self.children(program.pid)
+            while not helpers and time.monotonic() < end:
+                time.sleep(0.0005)
+                helpers = self.children(program.pid)
+            time.sleep(max(0, end - time.monotonic()))
+            program.kill()
+            for helper in helpers:
+                try:
+                    os.kill(helper, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass  # it ends with the program
+            program.stderr.read()
+        self.run_to_the_end("update_tags", "-no such tag")
+
     def back_to(self, states):
         """Puts the bytes and attributes of a state back, behind the names and links as they are."""
         for name in set(os.listdir(self.work)) - set(states):
@@ -98,8 +127,10 @@ class killed_runs(scenario):
                 for attribute, value in attributes:
                     os.setxattr(path, attribute, value)
 
-    def kill_again_and_again(self, before, *action):
-        """Kills runs that lead from the state `before` to another one, at random moments."""
+    def kill_again_and_again(self, before, *action, run_and_kill=None, one_in=5):
+        """Kills runs that lead from the state `before` to another one, at random moments; more than `one_in` so many in
+        the middle of the work."""
+        run_and_kill = run_and_kill or self.run_and_kill
         chance = random.Random(SEED)
         links = [(first, second) for first in before for second in before
                  if first < second and os.path.samefile(self.work / first, self.work / second)]
@@ -115,7 +146,7 @@ class killed_runs(scenario):
             if time.monotonic() > end:
                 break
             self.back_to(before)
-            self.run_and_kill(chance.uniform(0, 1.1 * duration), *action)
+            run_and_kill(chance.uniform(0, 1.1 * duration), *action)
             now = self.states(self.work)
             for name in before:
                 self.assertIn(name, now, f"kill {kill}: {name} is gone")
@@ -130,7 +161,7 @@ class killed_runs(scenario):
             done = sum(now[name] == after[name] for name in before)
             changed += done
             cut += 0 < done < len(before)
-        self.assertGreater(cut, kill / 5, "too few of the kills came in the middle of the work")
+        self.assertGreater(cut, kill / one_in, "too few of the kills came in the middle of the work")
         self.run_to_the_end(*action)
         self.assertEqual(self.states(self.work), after, "the run behind the kills left something else")
         return after
@@ -145,6 +176,15 @@ class killed_runs(scenario):
                                       stdout=subprocess.PIPE, text=True, check=True)
                 said = [line for line in read.stdout.splitlines() if "xmlns:MicrosoftPhoto" not in line]
                 self.assertEqual(said, ["5"], path)
+
+    def test_all_processes_killed_at_once(self):
+        self.make_files()
+        for name in ("a.mp3", "linked.mp3"):  # which a change of tags leaves alone
+            (self.work / name).unlink()
+        before = self.states(self.work)
+        how = {"run_and_kill": self.run_and_kill_all, "one_in": 50}
+        rated = self.kill_again_and_again(before, "set_rating", "3", **how)
+        self.kill_again_and_again(rated, "set_rating", "5", **how)
 
     def test_many_tags_that_change_in_place(self):
         self.make_tagged_files()

@@ -14,7 +14,7 @@ namespace host_test {
 
 namespace {
 
-std::array<std::function<int()>, 8> hooks;
+std::array<std::function<int()>, 9> hooks;
 
 std::function<int()>& hook_of(system_call call) { return hooks.at(static_cast<std::size_t>(call)); }
 
@@ -49,6 +49,11 @@ int fsync(int file) { return static_cast<int>(host_test::make_call(host_test::sy
 int fsetxattr(int file, const char* name, const void* value, size_t size, int flags) noexcept {
   return static_cast<int>(
       host_test::make_call(host_test::system_call::fsetxattr, SYS_fsetxattr, file, name, value, size, flags));
+}
+
+int fallocate(int file, int mode, off_t offset, off_t size) {
+  return static_cast<int>(
+      host_test::make_call(host_test::system_call::fallocate, SYS_fallocate, file, mode, offset, size));
 }
 
 int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) noexcept {

@@ -10,6 +10,7 @@ enum class system_call : std::uint8_t {
   fchmod,
   fsync,
   fsetxattr,
+  fallocate,
   send,
   renameat2,
   linkat,

@@ -23,6 +23,7 @@ using host_test::content;
 using host_test::put;
 using platform::win32_error;
 using platform::host::byte_run;
+using platform::host::marking;
 using platform::host::unique_descriptor;
 using platform::host::write_guard;
 
@@ -32,6 +33,11 @@ unique_descriptor open_for_change(const std::string& path) { return unique_descr
 
 // One run for the whole file.
 std::vector<byte_run> whole(std::string_view before, std::string_view after) { return {{0, before, after}}; }
+
+// Without a mark where they are too many for one: what helper and program promise by themselves.
+win32_error write(write_guard& guard, const unique_descriptor& file, const std::vector<byte_run>& runs) {
+  return guard.write(file.get(), {{}, runs}, marking::if_possible);
+}
 
 // The same in many runs, which is the easiest to tear.
 std::vector<byte_run> many(std::string_view before, std::string_view after) {
@@ -56,14 +62,14 @@ struct write_guard_test : testing::Test {
 TEST_F(write_guard_test, a_change_within_one_page_needs_no_helper) {
   const unique_descriptor file = open_for_change(path);
   const std::vector<byte_run> runs = {{page + 10, std::string_view(before).substr(page + 10, 5), "12345"}};
-  EXPECT_EQ(guard.write(file.get(), runs), win32_error::success);
+  EXPECT_EQ(write(guard, file, runs), win32_error::success);
   EXPECT_EQ(guard.helper(), 0);
   EXPECT_EQ(content(path), before.replace(page + 10, 5, "12345"));
 }
 
 TEST_F(write_guard_test, a_change_of_several_pages_arrives_whole) {
   const unique_descriptor file = open_for_change(path);
-  EXPECT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   EXPECT_NE(guard.helper(), 0);
   EXPECT_EQ(content(path), after);
 }
@@ -74,7 +80,7 @@ TEST_F(write_guard_test, several_runs_change_nothing_between_them) {
   const std::vector<byte_run> runs = {{0, old.substr(0, 3), "abc"},
                                       {page - 1, old.substr(page - 1, 2), "de"},
                                       {old.size() - 1, old.substr(old.size() - 1), "f"}};
-  EXPECT_EQ(guard.write(file.get(), runs), win32_error::success);
+  EXPECT_EQ(write(guard, file, runs), win32_error::success);
   std::string expected = before;
   expected.replace(0, 3, "abc").replace(page - 1, 2, "de").replace(expected.size() - 1, 1, "f");
   EXPECT_EQ(content(path), expected);
@@ -82,9 +88,9 @@ TEST_F(write_guard_test, several_runs_change_nothing_between_them) {
 
 TEST_F(write_guard_test, the_helper_serves_many_changes_and_holds_no_descriptor_of_ours) {
   const unique_descriptor file = open_for_change(path);
-  ASSERT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  ASSERT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   const pid_t helper = guard.helper();
-  ASSERT_EQ(guard.write(file.get(), whole(after, before)), win32_error::success);
+  ASSERT_EQ(write(guard, file, whole(after, before)), win32_error::success);
   EXPECT_EQ(guard.helper(), helper);
   std::vector<std::string> open;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(helper) + "/fd")) {
@@ -98,20 +104,20 @@ TEST_F(write_guard_test, the_helper_serves_many_changes_and_holds_no_descriptor_
 TEST_F(write_guard_test, more_than_the_limits_is_refused_untouched) {
   const std::string big(write_guard::most_bytes + 1, 'x');
   const unique_descriptor file = open_for_change(path);
-  EXPECT_EQ(guard.write(file.get(), whole(big, big)), win32_error::invalid_parameter);
+  EXPECT_EQ(write(guard, file, whole(big, big)), win32_error::invalid_parameter);
   EXPECT_EQ(content(path), before);
 }
 
 TEST_F(write_guard_test, a_helper_killed_between_changes_is_replaced_and_reaped) {
   const unique_descriptor file = open_for_change(path);
-  ASSERT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  ASSERT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   const pid_t first = guard.helper();
   ASSERT_EQ(::kill(first, SIGKILL), 0);
-  EXPECT_EQ(guard.write(file.get(), whole(after, before)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(after, before)), win32_error::success);
   EXPECT_EQ(content(path), before);
   EXPECT_EQ(::waitpid(first, nullptr, WNOHANG), -1);
   EXPECT_EQ(errno, ECHILD);
-  EXPECT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   EXPECT_NE(guard.helper(), 0);
   EXPECT_NE(guard.helper(), first);
   EXPECT_EQ(content(path), after);
@@ -119,14 +125,14 @@ TEST_F(write_guard_test, a_helper_killed_between_changes_is_replaced_and_reaped)
 
 TEST_F(write_guard_test, a_helper_killed_during_a_change_leaves_the_change_made) {
   const unique_descriptor file = open_for_change(path);
-  ASSERT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  ASSERT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   const pid_t helper = guard.helper();
   ASSERT_EQ(::kill(helper, SIGSTOP), 0);
   std::thread killer([helper] {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     ::kill(helper, SIGKILL);
   });
-  EXPECT_EQ(guard.write(file.get(), whole(after, before)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(after, before)), win32_error::success);
   killer.join();
   EXPECT_EQ(content(path), before);
 }
@@ -134,18 +140,18 @@ TEST_F(write_guard_test, a_helper_killed_during_a_change_leaves_the_change_made)
 TEST_F(write_guard_test, a_helper_that_can_t_answer_leaves_the_change_made) {
   const unique_descriptor file = open_for_change(path);
   const host_test::intercepted_call failing(host_test::system_call::send, [] { return ENOBUFS; });
-  EXPECT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   EXPECT_EQ(guard.helper(), 0);
   EXPECT_EQ(content(path), after);
 }
 
 TEST_F(write_guard_test, signals_for_the_program_do_not_end_the_helper) {
   const unique_descriptor file = open_for_change(path);
-  ASSERT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  ASSERT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   const pid_t helper = guard.helper();
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGQUIT})
     ASSERT_EQ(::kill(helper, number), 0);
-  EXPECT_EQ(guard.write(file.get(), whole(after, before)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(after, before)), win32_error::success);
   EXPECT_EQ(guard.helper(), helper);
 }
 
@@ -159,7 +165,7 @@ TEST_F(write_guard_test, a_write_that_fails_in_the_middle_puts_the_old_bytes_bac
     const std::string_view fresh = after;
     const std::vector<byte_run> runs = {{0, old.substr(0, 10 * page), fresh.substr(0, 10 * page)},
                                         {15 * page, old.substr(15 * page), fresh.substr(15 * page)}};
-    return own.write(file.get(), runs) == win32_error::file_too_large && own.helper() != 0 ? 0 : 1;
+    return write(own, file, runs) == win32_error::file_too_large && own.helper() != 0 ? 0 : 1;
   });
   EXPECT_EQ(host_test::wait_for(child), 0);
   EXPECT_EQ(content(path), before);
@@ -171,9 +177,9 @@ TEST_F(write_guard_test, works_with_all_standard_descriptors_closed) {
       ::close(standard);
     write_guard own;
     const unique_descriptor file = open_for_change(path);
-    const bool written = own.write(file.get(), whole(before, after)) == win32_error::success &&
-                         own.write(file.get(), whole(after, before)) == win32_error::success &&
-                         own.write(file.get(), whole(before, after)) == win32_error::success;
+    const bool written = write(own, file, whole(before, after)) == win32_error::success &&
+                         write(own, file, whole(after, before)) == win32_error::success &&
+                         write(own, file, whole(before, after)) == win32_error::success;
     return written && own.helper() != 0 ? 0 : 1;
   });
   EXPECT_EQ(host_test::wait_for(child), 0);
@@ -182,15 +188,15 @@ TEST_F(write_guard_test, works_with_all_standard_descriptors_closed) {
 
 TEST_F(write_guard_test, a_fork_of_the_process_gets_a_helper_of_its_own) {
   const unique_descriptor file = open_for_change(path);
-  ASSERT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  ASSERT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   const pid_t helper = guard.helper();
   const pid_t child = host_test::start_child([&] {
-    const bool written = guard.write(file.get(), whole(after, before)) == win32_error::success;
+    const bool written = write(guard, file, whole(after, before)) == win32_error::success;
     return written && guard.helper() != helper ? 0 : 1;
   });
   EXPECT_EQ(host_test::wait_for(child), 0);
   EXPECT_EQ(content(path), before);
-  EXPECT_EQ(guard.write(file.get(), whole(before, after)), win32_error::success);
+  EXPECT_EQ(write(guard, file, whole(before, after)), win32_error::success);
   EXPECT_EQ(guard.helper(), helper);
   EXPECT_EQ(content(path), after);
 }
@@ -205,8 +211,8 @@ pid_t start_changing(const std::string& path, const std::string& before, const s
     write_guard own;
     const unique_descriptor file = open_for_change(path);
     for (bool told = false;; told = true) {
-      if (own.write(file.get(), many(before, after)) != win32_error::success) return 1;
-      if (own.write(file.get(), many(after, before)) != win32_error::success) return 1;
+      if (write(own, file, many(before, after)) != win32_error::success) return 1;
+      if (write(own, file, many(after, before)) != win32_error::success) return 1;
       if (!told && ::write(STDERR_FILENO, "!", 1) != 1) return 1;
     }
   });

@@ -56,6 +56,9 @@ hresult_result<content_file> try_to_open(const path_bytes& path, handler_access 
     const hresult locked = lock(file.descriptor.get(), status, path.c_str());
     if (!succeeded(locked)) return locked;
   }
+  const win32_error finished = for_change ? finish_interrupted_rewrite(file.descriptor.get(), file.path)
+                                          : finish_before_reading(file.descriptor.get(), file.path);
+  if (!succeeded(finished)) return hresult_from(finished);
   const win32_result<file_stamp> stamp = stamp_of(file.descriptor.get());
   if (!stamp) return hresult_from(stamp.error());
   file.stamp = *stamp;

@@ -22,6 +22,9 @@ struct splice {
 /// Ascending by offset, none reaching into the next, all within the file.
 using edit_plan = std::vector<splice>;
 
+/// Whether every splice does.
+[[nodiscard]] bool keeps_size(const edit_plan& plan);
+
 /// How many bytes the file has more after the plan.
 [[nodiscard]] std::int64_t growth_of(const edit_plan& plan);
 

@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/host/change_mark.h"
 #include "platform/host/file_bytes.h"
-#include "platform/host/rewrite_journal.h"
 
 namespace platform::host {
 
@@ -34,41 +34,107 @@ int put_content(int journal, std::uint64_t offset, int file, std::uint64_t size,
   return ::fsync(file) == 0 ? 0 : errno;
 }
 
-}  // namespace
+// One that stays does no harm: the next open finds that the file is done with.
+void remove_mark(int file) noexcept { static_cast<void>(::fremovexattr(file, rewrite_mark)); }
 
-int write_runs(int file, std::span<const byte_run> runs) noexcept {
-  for (std::size_t i = 0; i < runs.size(); ++i) {
-    const int failure = write_at(file, runs[i].offset, runs[i].new_bytes);
-    if (failure == 0) continue;
-    // All of them again, however far the failed one got. There is nobody to tell if this fails as well.
-    for (const byte_run& run : runs.first(i + 1)) {
-      static_cast<void>(write_at(file, run.offset, run.old_bytes));
-    }
-    return failure;
+bool put_back(int file, std::span<const byte_run> runs) noexcept {
+  bool whole = true;
+  for (const byte_run& run : runs) {
+    whole = write_at(file, run.offset, run.old_bytes) == 0 && whole;
   }
-  return 0;
+  return whole;
 }
 
-int grow(int file, const growth& change) noexcept {
+// Unless it is open already. The mark goes where the file can have none.
+int open_room(int file, const opened_room& room) noexcept {
+  struct stat status {};
+  if (::fstat(file, &status) != 0) return errno;
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  if (size == room.file_size + room.content.size()) return 0;
+  if (size != room.file_size) return EIO;  // someone else has changed the file in between
+  const auto offset = static_cast<off_t>(room.offset);
+  if (::fallocate(file, FALLOC_FL_INSERT_RANGE, offset, static_cast<off_t>(room.content.size())) == 0) return 0;
+  const int failure = errno;
+  remove_mark(file);
+  return failure;
+}
+
+bool close_room(int file, const opened_room& room) noexcept {
+  return ::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, static_cast<off_t>(room.offset),
+                     static_cast<off_t>(room.content.size())) == 0;
+}
+
+// So that a loss of power finds it there once the old content is gone.
+int bring_to_disk(int file, const block_exchange& change) noexcept {
+  if (change.needs_sync) return ::fdatasync(file) == 0 ? 0 : errno;
+  // Gives the data their place on the disk. The journal of the file system then waits for them before it says so.
+  const int result = ::sync_file_range(file, static_cast<off_t>(change.offset), static_cast<off_t>(change.room),
+                                       SYNC_FILE_RANGE_WRITE);
+  return result == 0 ? 0 : errno;
+}
+
+int drop_old_content(int file, const block_exchange& change) noexcept {
+  const std::uint64_t old_size = change.old_content.size();
+  // What ends a file can only be cut off.
+  const bool at_end = change.offset + old_size == change.file_size;
+  const int result = at_end
+                         ? ::ftruncate(file, static_cast<off_t>(change.offset + change.new_content.size()))
+                         : ::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, static_cast<off_t>(change.offset + change.room),
+                                       static_cast<off_t>(old_size));
+  return result == 0 ? 0 : errno;
+}
+
+int fill_and_exchange(int file, const block_exchange& change) noexcept {
+  if (const int failure = write_at(file, change.offset, change.new_content); failure != 0) return failure;
+  if (const int failure = bring_to_disk(file, change); failure != 0) return failure;
+  return drop_old_content(file, change);
+}
+
+}  // namespace
+
+int write_in_place(int file, const in_place_writes& change) noexcept {
+  const bool has_room = !change.room.content.empty();
+  if (has_room) {
+    if (const int failure = open_room(file, change.room); failure != 0) return failure;
+  }
+  // The room first: once a run is written, it is filled.
+  int failure = has_room ? write_at(file, change.room.offset, change.room.content) : 0;
+  std::size_t begun = 0;
+  while (failure == 0 && begun < change.runs.size()) {
+    failure = write_at(file, change.runs[begun].offset, change.runs[begun].new_bytes);
+    ++begun;
+  }
+  bool whole = failure == 0;
+  if (!whole) {
+    // All that were begun, however far the failed one got.
+    whole = put_back(file, change.runs.first(begun)) && (!has_room || close_room(file, change.room));
+  }
+  if (whole) remove_mark(file);
+  return failure;
+}
+
+int exchange_blocks(int file, const block_exchange& change) noexcept {
   const auto offset = static_cast<off_t>(change.offset);
-  const auto size = static_cast<off_t>(change.size);
+  const auto room = static_cast<off_t>(change.room);
   struct stat status {};
   if (::fstat(file, &status) != 0) return errno;
   const auto size_now = static_cast<std::uint64_t>(status.st_size);
-  if (size_now == change.old_size) {
-    if (::fallocate(file, FALLOC_FL_INSERT_RANGE, offset, size) != 0) return errno;
-  } else if (size_now != change.old_size + change.size) {
+  const std::uint64_t new_size = change.file_size - change.old_content.size() + change.new_content.size();
+  bool whole = true;
+  int failure = 0;
+  if (size_now == change.file_size) {
+    failure = ::fallocate(file, FALLOC_FL_INSERT_RANGE, offset, room) == 0 ? 0 : errno;
+  } else if (size_now == new_size) {
+    remove_mark(file);
+    return 0;
+  } else if (size_now != change.file_size + change.room) {
     return EIO;  // someone else has changed the file in between
   }
-  // The old bytes stand behind the room until it is filled: where the disk is full, nothing of them is gone.
-  const std::uint64_t old_start = change.offset + change.size;
-  int failure = write_at(file, change.offset, change.new_bytes.substr(0, change.size));
   if (failure == 0) {
-    failure = write_at(file, old_start, change.new_bytes.substr(change.size));
-    // There is nobody to tell if this fails as well.
-    if (failure != 0) static_cast<void>(write_at(file, old_start, change.old_bytes));
+    failure = fill_and_exchange(file, change);
+    if (failure != 0) whole = ::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, offset, room) == 0;
   }
-  if (failure != 0) static_cast<void>(::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, offset, size));
+  if (whole) remove_mark(file);
   return failure;
 }
 
@@ -76,9 +142,9 @@ int rewrite_from_journal(const journaled_rewrite& rewrite, std::span<char> buffe
   const int failure = put_content(rewrite.journal, 0, rewrite.file, rewrite.new_size, buffer);
   const bool whole =
       failure == 0 || put_content(rewrite.journal, rewrite.new_size, rewrite.file, rewrite.old_size, buffer) == 0;
-  // Either that can't be removed does no harm: the file is found to be done with at the next open.
   if (whole) {
-    static_cast<void>(::fremovexattr(rewrite.file, rewrite_mark));
+    remove_mark(rewrite.file);
+    // A journal without a mark is worth nothing, and goes with the next one.
     static_cast<void>(::unlinkat(rewrite.folder, rewrite.journal_name, 0));
   }
   return failure;

@@ -16,23 +16,43 @@ struct byte_run {
   std::string_view new_bytes;
 };
 
-/// Writes the new bytes of all runs. When one fails, puts the old bytes back. 0, or the errno of the failure.
-[[nodiscard]] int write_runs(int file, std::span<const byte_run> runs) noexcept;
-
-/// Room that is opened in the middle of a file, which moves what stands behind it without writing it anew, and what is
-/// then written from there on.
-struct growth {
-  std::uint64_t offset = 0;    ///< like `size`, a multiple of the file system's blocks
-  std::uint64_t size = 0;      ///< of the room
-  std::uint64_t old_size = 0;  ///< of the file
-  std::string_view old_bytes;  ///< from `offset` on; at least one
-  std::string_view new_bytes;  ///< in their place: as many more as there is room
+/// Room that is opened in a file, which moves what stands behind it without writing it anew.
+struct opened_room {
+  std::uint64_t offset = 0;     ///< of a block of the file system
+  std::uint64_t file_size = 0;  ///< before
+  std::string_view content;     ///< whole blocks; empty for no room
 };
 
-/// Opens the room and writes the new bytes; when a write fails, puts the old ones back and closes the room. To be
+/// A change in place. The runs' offsets are those once the room is open.
+struct in_place_writes {
+  opened_room room;
+  std::span<const byte_run> runs;
+};
+
+/// Opens the room and fills it, writes the new bytes of all runs, and removes the file's mark (change_mark.h). When
+/// something fails, puts the old bytes back and closes the room; only if that fails too does the mark stay. To be
 /// called again after a kill: the file's size tells whether there is room already. 0, or the errno of the failure;
-/// EOPNOTSUPP or EINVAL, with the file untouched, where the file system has no such thing.
-[[nodiscard]] int grow(int file, const growth& change) noexcept;
+/// EOPNOTSUPP or EINVAL where the file system can't open room.
+[[nodiscard]] int write_in_place(int file, const in_place_writes& change) noexcept;
+
+/// A part of a file whose blocks give way to others, which moves what stands behind it without writing it anew.
+struct block_exchange {
+  std::uint64_t offset = 0;      ///< of a block of the file system
+  std::uint64_t room = 0;        ///< whole blocks, in which the new content is written before the old one goes
+  std::uint64_t file_size = 0;   ///< before the exchange
+  std::string_view old_content;  ///< whole blocks, or what there is up to the end of the file; at least one byte
+  std::string_view new_content;  ///< fills the room, unless it ends the file
+  bool needs_sync = false;       ///< the file system doesn't order data and names by itself (mount_order.h)
+};
+
+/// The most room, and the most old content, of an exchange.
+inline constexpr std::uint64_t largest_exchange = 512 * 1024;
+
+/// Opens the room in front of the old content, fills it, drops the old content in one step, and removes the file's mark
+/// (change_mark.h). When something fails, closes the room; only if that fails too does the mark stay. To be called
+/// again after a kill: the file's size tells how far it came. 0, or the errno of the failure; EOPNOTSUPP or EINVAL
+/// where the file system has no such thing.
+[[nodiscard]] int exchange_blocks(int file, const block_exchange& change) noexcept;
 
 /// A rewrite of a file behind its names from a journal, which holds the new content and behind it the old one.
 struct journaled_rewrite {
@@ -44,7 +64,7 @@ struct journaled_rewrite {
   std::uint64_t old_size = 0;
 };
 
-/// Copies the new content over the file, syncs it, and removes its mark (rewrite_journal.h) and the journal. When that
+/// Copies the new content over the file, syncs it, and removes its mark (change_mark.h) and the journal. When that
 /// fails, puts the old content back; only if that fails too do mark and journal stay. 0, or the errno of the failure.
 [[nodiscard]] int rewrite_from_journal(const journaled_rewrite& rewrite, std::span<char> buffer) noexcept;
 

@@ -41,10 +41,12 @@ bool open_file::overwrites_several_pages(std::uint64_t position, std::size_t siz
 }
 
 win32_result<std::size_t> open_file::overwrite(std::uint64_t position, std::string_view bytes) {
+  const win32_result<std::uint64_t> whole_size = size();
+  if (!whole_size) return whole_size.error();
   in_place_change change;
-  const int unread = change.work_out(descriptor_.get(), {{position, bytes.size(), std::string(bytes)}});
-  if (unread != 0) return error_from_errno(unread, data_direction::reading);
-  const win32_error written = write_guard::instance().write(descriptor_.get(), change.runs());
+  const auto fits = change.work_out(descriptor_.get(), *whole_size, {{position, bytes.size(), std::string(bytes)}});
+  if (!fits) return fits.error();
+  const win32_error written = *fits ? change.make(descriptor_.get()) : win32_error::invalid_parameter;
   if (!succeeded(written)) return written;
   const win32_error moved = seek(position + bytes.size());
   if (!succeeded(moved)) return moved;

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "platform/host/dos_attributes.h"
@@ -23,6 +25,8 @@ namespace {
 constexpr mode_t new_file_mode = 0666;  // less the process's mask
 // How often a name may move on to another file while its lock is being taken.
 constexpr int most_tries = 16;
+constexpr auto longest_wait = std::chrono::seconds(2);
+constexpr auto wait_step = std::chrono::milliseconds(2);
 
 bool writes(access wanted) { return has(wanted, access::write | access::append); }
 
@@ -71,11 +75,9 @@ win32_result<opened_file> open_or_create(const path_bytes& path, const open_requ
 
 // What is read must not be the half of a rewrite that was cut short; nor must a change start from it.
 win32_error finish_before_use(int file, const path_bytes& path, access wanted) {
-  if (!writes(wanted) && !has(wanted, access::read)) return win32_error::success;
-  const win32_error finished = finish_interrupted_rewrite(file, std::string(path.view()));
-  // Who only reads, and may do no more, reads what is there.
-  const bool not_allowed = finished == win32_error::access_denied || finished == win32_error::write_protect;
-  return not_allowed && !writes(wanted) ? win32_error::success : finished;
+  if (writes(wanted)) return finish_interrupted_rewrite(file, std::string(path.view()));
+  if (has(wanted, access::read)) return finish_before_reading(file, std::string(path.view()));
+  return win32_error::success;
 }
 
 win32_result<opened_file> open_once(const path_bytes& path, const open_request& request, bool& moved_on) {
@@ -104,6 +106,16 @@ win32_error lock_alone(int file) {
   if (retried([file] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0) return win32_error::success;
   // A file system without locks, or one that locks only what is open for writing, can't keep anyone apart.
   return errno == EWOULDBLOCK ? win32_error::sharing_violation : win32_error::success;
+}
+
+win32_error lock_alone_within_reason(int file) {
+  const auto end = std::chrono::steady_clock::now() + longest_wait;
+  win32_error locked = lock_alone(file);
+  while (!succeeded(locked) && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(wait_step);
+    locked = lock_alone(file);
+  }
+  return locked;
 }
 
 win32_error give_attributes(int file, std::uint32_t attributes) {

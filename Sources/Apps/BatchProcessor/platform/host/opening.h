@@ -24,6 +24,9 @@ namespace platform::host {
 /// while another one has it.
 win32_error lock_alone(int file);
 
+/// The same, but waits some two seconds for who has it: as long as a change of the file may take.
+win32_error lock_alone_within_reason(int file);
+
 /// Gives a file that was just made its hidden, system, archive and read-only attributes, as far as its file system has
 /// them.
 win32_error give_attributes(int file, std::uint32_t attributes);

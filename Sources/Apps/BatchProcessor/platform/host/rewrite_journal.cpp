@@ -11,15 +11,14 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
-#include <thread>
 
 #include "platform/host/errno_codes.h"
 #include "platform/host/journal_content.h"
+#include "platform/host/opening.h"
 #include "platform/host/path_bytes.h"
 #include "platform/host/sibling_files.h"
 #include "platform/host/write_guard.h"
@@ -27,9 +26,6 @@
 namespace platform::host {
 
 namespace {
-
-constexpr auto longest_wait = std::chrono::seconds(2);
-constexpr auto wait_step = std::chrono::milliseconds(10);
 
 // Room for the growth, without a change of what the file shows.
 int take_room(int file, const journal_sizes& sizes) {
@@ -70,18 +66,6 @@ win32_error mark(int file, const std::string& journal) {
   return errno == EEXIST ? win32_error::sharing_violation : error_from_errno(errno);
 }
 
-// not_found without one.
-win32_result<std::string> mark_of(const std::string& path) {
-  std::array<char, PATH_MAX> value{};
-  const ssize_t size = ::lgetxattr(path.c_str(), rewrite_mark, value.data(), value.size());
-  if (size >= 0) return std::string(value.data(), static_cast<std::size_t>(size));
-  // No path is that long: a mark that leads nowhere.
-  if (errno == ERANGE) return std::string();
-  // A file that may not be read is not going to be changed. One that is gone is met by whoever opens it next.
-  if (errno == ENODATA || errno == EOPNOTSUPP || errno == EACCES || errno == ENOENT) return win32_error::not_found;
-  return error_from_errno(errno);
-}
-
 void clear_mark(int file) {
   // One that stays leads nowhere, or to a journal that the file is found to be done with.
   static_cast<void>(::fremovexattr(file, rewrite_mark));
@@ -116,16 +100,6 @@ win32_error remove_journal(const std::string& name) {
   return ::unlink(name.c_str()) == 0 || errno == ENOENT ? win32_error::success : error_from_errno(errno);
 }
 
-bool lock_within_reason(int journal) {
-  const auto end = std::chrono::steady_clock::now() + longest_wait;
-  while (::flock(journal, LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK) return true;  // a file system without locks
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(wait_step);
-  }
-  return true;
-}
-
 // Only the file's owner, this user and the superuser are trusted to say what was to become of a file.
 bool trusted(const struct stat& journal, const struct stat& file) {
   return S_ISREG(journal.st_mode) &&
@@ -152,7 +126,7 @@ win32_result<found_journal> find_journal(const std::string& marked, const std::s
 
 win32_error finish_from(const found_journal& found, const std::string& path, const struct stat& status) {
   const int journal = found.descriptor.get();
-  if (!lock_within_reason(journal)) return win32_error::sharing_violation;
+  if (const win32_error locked = lock_alone_within_reason(journal); !succeeded(locked)) return locked;
   // Done while this one waited.
   if (!still_names(found.name, journal, last_link::itself)) return win32_error::success;
 
@@ -218,8 +192,9 @@ win32_error rewrite_through_journal(const journaled_change& change) {
 
 win32_error finish_from_journal(const std::string& path, const struct stat& status) {
   for (bool looked_before = false;; looked_before = true) {
-    const win32_result<std::string> marked = mark_of(path);
+    const win32_result<std::string> marked = rewrite_mark_of(path);
     if (!marked && marked.error() != win32_error::not_found) return marked.error();
+    if (marked && is_change_mark(*marked)) return settle_change(path);
     const std::string beside = journal_path(path, status.st_ino);
     // A kill before or behind the mark leaves a journal that nobody needs. Files of one name are spared the look.
     if (!marked && status.st_nlink == 1) return win32_error::success;

@@ -6,12 +6,10 @@
 
 #include <string>
 
+#include "platform/host/change_mark.h"
 #include "platform/host/file_stamp.h"
 
 namespace platform::host {
-
-/// The extended attribute of a file whose rewrite has begun: the absolute path of its journal.
-inline constexpr const char* rewrite_mark = "user.quill_box.rewrite";
 
 /// Gives `file` (open for reading and writing; `path` names it) the content of `staged`, to which the journal's rest is
 /// appended. `staged` is unnamed, or has the name `staging_name`.

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/host/byte_hash.h"
 #include "platform/host/errno_codes.h"
 #include "platform/host/file_stamp.h"
 #include "platform/host/path_bytes.h"
@@ -20,14 +21,6 @@ namespace platform::host {
 namespace {
 
 constexpr int most_links = 40;  // as many as the kernel follows
-
-// FNV-1a
-std::uint64_t hash_of(std::string_view text) {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char c : text)
-    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-  return hash;
-}
 
 std::string_view folder_prefix(std::string_view path) { return path.substr(0, path.rfind('/') + 1); }
 

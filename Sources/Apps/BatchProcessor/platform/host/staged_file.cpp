@@ -180,10 +180,15 @@ win32_error finish_interrupted_rewrite(const std::string& path) {
 }
 
 win32_error finish_interrupted_rewrite(int descriptor, const std::string& path) {
-  if (::fgetxattr(descriptor, rewrite_mark, nullptr, 0) >= 0) return finish_interrupted_rewrite(path);
-  // Who may not read the file may not know either.
-  const bool unmarked = errno == ENODATA || errno == EOPNOTSUPP || errno == EACCES;
-  return unmarked ? win32_error::success : error_from_errno(errno);
+  const win32_result<std::string> mark = rewrite_mark_of(descriptor);
+  if (!mark) return mark.error() == win32_error::not_found ? win32_error::success : mark.error();
+  return is_change_mark(*mark) ? settle_change(descriptor, path) : finish_interrupted_rewrite(path);
+}
+
+win32_error finish_before_reading(int descriptor, const std::string& path) {
+  const win32_error finished = finish_interrupted_rewrite(descriptor, path);
+  const bool not_allowed = finished == win32_error::access_denied || finished == win32_error::write_protect;
+  return not_allowed ? win32_error::success : finished;
 }
 
 }  // namespace platform::host

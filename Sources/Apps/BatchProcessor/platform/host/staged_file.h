@@ -62,12 +62,16 @@ class staged_file {
   bool keeps_flags_ = true;  // the file has the flags of the original
 };
 
-/// Rolls forward a rewrite behind a file's names that was cut short, and removes what a kill left beside the file. To
-/// be called before a file is read in order to be changed. sharing_violation while another process is at it.
+/// Rolls forward a rewrite behind a file's names that was cut short, takes back a change in place that was, and removes
+/// what a kill left beside the file. To be called before a file is read in order to be changed, and locked.
+/// sharing_violation while another process is at it.
 win32_error finish_interrupted_rewrite(const std::string& path);
 
-/// The same for a file that is open for reading, where it is marked as cut short (rewrite_journal.h): one system call
-/// for any other file.
+/// The same for a file that is open for reading, where it is marked as cut short (change_mark.h): one system call for
+/// any other file. The caller may have locked the file, with this descriptor; it may have the lock afterwards.
 win32_error finish_interrupted_rewrite(int descriptor, const std::string& path);
+
+/// The same for who only reads: who may do no more reads what is there.
+win32_error finish_before_reading(int descriptor, const std::string& path);
 
 }  // namespace platform::host

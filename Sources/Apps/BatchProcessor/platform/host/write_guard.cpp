@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,7 +17,9 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <optional>
 
+#include "platform/host/change_mark.h"
 #include "platform/host/errno_codes.h"
 
 namespace platform::host {
@@ -26,7 +29,7 @@ namespace {
 constexpr std::size_t page_size = 4096;
 constexpr std::size_t most_descriptors = 3;
 
-enum class work : std::uint8_t { write_runs, grow, rewrite_from_journal };
+enum class work : std::uint8_t { write_in_place, exchange_blocks, rewrite_from_journal };
 
 }  // namespace
 
@@ -34,20 +37,20 @@ enum class work : std::uint8_t { write_runs, grow, rewrite_from_journal };
 // it hold in both. The messages over the socket order the accesses: this process writes before it sends, the helper
 // before it answers.
 struct write_guard::shared_order {
-  work kind = work::write_runs;
+  work kind = work::write_in_place;
   int outcome = 0;  // errno
-  std::size_t run_count = 0;
+  in_place_writes writes;
   std::array<byte_run, most_runs> runs;
-  growth room;
+  block_exchange exchange;
   journaled_rewrite rewrite;
   std::array<char, NAME_MAX + 1> journal_name;
-  std::array<char, 2 * most_bytes> bytes;  // of the runs, or the buffer of a copy
+  std::array<char, 2 * most_bytes> bytes;  // old and new ones, or the buffer of a copy
 
   [[nodiscard]] int perform(std::span<const int> descriptors) noexcept {
     // Fewer than were sent arrive where this process may have no more open.
     if (descriptors.size() < (kind == work::rewrite_from_journal ? most_descriptors : 1)) return EMFILE;
-    if (kind == work::write_runs) return write_runs(descriptors[0], std::span(runs).first(run_count));
-    if (kind == work::grow) return host::grow(descriptors[0], room);
+    if (kind == work::write_in_place) return write_in_place(descriptors[0], writes);
+    if (kind == work::exchange_blocks) return exchange_blocks(descriptors[0], exchange);
     journaled_rewrite here = rewrite;
     here.file = descriptors[0];
     here.journal = descriptors[1];
@@ -169,6 +172,18 @@ pid_t fork_quietly(sigset_t& before) {
   return ::fork();
 }
 
+bool is_within_one_page(const in_place_writes& change) {
+  return change.room.content.empty() && change.runs.size() == 1 &&
+         write_guard::within_one_page(change.runs[0].offset, change.runs[0].new_bytes.size());
+}
+
+// 0 or an errno.
+int put_mark(int file, const std::optional<std::string>& mark) {
+  if (!mark) return E2BIG;
+  const int result = ::fsetxattr(file, rewrite_mark, mark->data(), mark->size(), 0);
+  return result == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 write_guard& write_guard::instance() {
@@ -176,12 +191,12 @@ write_guard& write_guard::instance() {
   return guard;
 }
 
-bool write_guard::fits(std::span<const byte_run> runs) {
-  std::uint64_t size = 0;
-  for (const byte_run& run : runs) {
+bool write_guard::fits(const in_place_writes& change) {
+  std::uint64_t size = change.room.content.size();
+  for (const byte_run& run : change.runs) {
     size += run.new_bytes.size();
   }
-  return runs.size() <= most_runs && size <= most_bytes;
+  return change.runs.size() <= most_runs && size <= most_bytes;
 }
 
 bool write_guard::within_one_page(std::uint64_t offset, std::uint64_t size) {
@@ -249,12 +264,10 @@ int write_guard::have_performed(std::span<const int> descriptors) {
   return order_->perform(descriptors);
 }
 
-win32_error write_guard::write(int file, std::span<const byte_run> runs) {
-  if (runs.empty()) return win32_error::success;
-  if (runs.size() == 1 && within_one_page(runs[0].offset, runs[0].new_bytes.size())) {
-    return error_from_errno(write_runs(file, runs));
-  }
-  if (!fits(runs)) return win32_error::invalid_parameter;
+win32_error write_guard::write(int file, const in_place_writes& change, marking mark) {
+  if (change.room.content.empty() && change.runs.empty()) return win32_error::success;
+  if (is_within_one_page(change)) return error_from_errno(write_in_place(file, change));
+  if (!fits(change)) return win32_error::invalid_parameter;
 
   const std::lock_guard lock(mutex_);
   if (const int failure = start(); failure != 0) return error_from_errno(failure);
@@ -264,24 +277,31 @@ win32_error write_guard::write(int file, std::span<const byte_run> runs) {
     place = std::copy(bytes.begin(), bytes.end(), place);
     return kept;
   };
-  std::transform(runs.begin(), runs.end(), order_->runs.begin(), [&keep](const byte_run& run) {
+  std::transform(change.runs.begin(), change.runs.end(), order_->runs.begin(), [&keep](const byte_run& run) {
     return byte_run{run.offset, keep(run.old_bytes), keep(run.new_bytes)};
   });
-  order_->run_count = runs.size();
-  order_->kind = work::write_runs;
+  order_->writes.room = {change.room.offset, change.room.file_size, keep(change.room.content)};
+  order_->writes.runs = std::span(order_->runs).first(change.runs.size());
+  order_->kind = work::write_in_place;
+  const int unmarked = put_mark(file, change_mark_of(change));
+  if (unmarked != 0 && mark == marking::needed) return error_from_errno(unmarked);
   return error_from_errno(have_performed(std::array{file}));
 }
 
-win32_error write_guard::grow(int file, const growth& change) {
-  if (change.new_bytes.size() > most_bytes) return win32_error::invalid_parameter;
+win32_error write_guard::exchange(int file, const block_exchange& change) {
+  if (std::max<std::uint64_t>(change.room, change.old_content.size()) > largest_exchange ||
+      change.new_content.size() > change.room) {
+    return win32_error::invalid_parameter;
+  }
   const std::lock_guard lock(mutex_);
   if (const int failure = start(); failure != 0) return error_from_errno(failure);
-  char* place = std::copy(change.old_bytes.begin(), change.old_bytes.end(), order_->bytes.data());
-  std::copy(change.new_bytes.begin(), change.new_bytes.end(), place);
-  order_->room = change;
-  order_->room.old_bytes = {order_->bytes.data(), change.old_bytes.size()};
-  order_->room.new_bytes = {place, change.new_bytes.size()};
-  order_->kind = work::grow;
+  char* place = std::copy(change.old_content.begin(), change.old_content.end(), order_->bytes.data());
+  std::copy(change.new_content.begin(), change.new_content.end(), place);
+  order_->exchange = change;
+  order_->exchange.old_content = {order_->bytes.data(), change.old_content.size()};
+  order_->exchange.new_content = {place, change.new_content.size()};
+  order_->kind = work::exchange_blocks;
+  if (const int failure = put_mark(file, change_mark_of(change)); failure != 0) return error_from_errno(failure);
   return error_from_errno(have_performed(std::array{file}));
 }
 

@@ -14,11 +14,15 @@
 
 namespace platform::host {
 
+/// Whether a change in place may do without the mark by which it is taken back after a kill of helper and program.
+enum class marking : std::uint8_t { needed, if_possible };
+
 /// The kernel writes within one page of a file as a whole, whatever kills the writer; between two pages it looks for a
 /// pending kill. So a change of several pages is handed to a helper process, forked at first need, in a session of its
 /// own, which makes it even if this process is killed meanwhile. The helper keeps standard error open: who waits for
 /// the end of this process' standard error also waits for the write in flight. Should the helper itself be killed,
-/// this process makes the change again. Any thread; one change at a time.
+/// this process makes the change again; should both be, the next open takes it back by the mark that the file has
+/// meanwhile. Any thread; one change at a time.
 class write_guard {
  public:
   /// The one of this process.
@@ -30,23 +34,26 @@ class write_guard {
   /// Waits for the helper's end.
   ~write_guard();
 
-  /// Limits of one change: runs, and the sum of their bytes.
+  /// Limits of one change: runs, and the sum of their bytes and of the room.
   static constexpr std::size_t most_runs = 1024;
-  static constexpr std::size_t most_bytes = 512 * 1024;
+  static constexpr std::size_t most_bytes = largest_exchange;
 
-  /// Whether one change may consist of these runs.
-  [[nodiscard]] static bool fits(std::span<const byte_run> runs);
+  /// Whether one change may consist of this.
+  [[nodiscard]] static bool fits(const in_place_writes& change);
   [[nodiscard]] static bool within_one_page(std::uint64_t offset, std::uint64_t size);
 
-  /// Writes all runs or none. Runs in ascending order, at least one byte each; invalid_parameter when they don't fit,
-  /// not_enough_memory where the helper can't be started. The file keeps its old bytes on every failure.
-  win32_error write(int file, std::span<const byte_run> runs);
+  /// As write_in_place, all or nothing. Runs in ascending order, at least one byte each; invalid_parameter when they
+  /// don't fit, not_enough_memory where the helper can't be started. A change of more than one page gets a mark on the
+  /// file meanwhile; fails, the file untouched, where one is `needed` and the file can't have it. The file keeps its
+  /// old bytes on every failure.
+  win32_error write(int file, const in_place_writes& change, marking mark = marking::needed);
+
+  /// As exchange_blocks, with a mark on the file meanwhile: fails, the file untouched, where it can't have one.
+  /// invalid_parameter for more than largest_exchange.
+  win32_error exchange(int file, const block_exchange& change);
 
   /// Starts the helper where there is none: not_enough_memory or another failure, while nothing has changed yet.
   win32_error prepare();
-
-  /// As grow, at any size up to most_bytes of new bytes; invalid_parameter for more.
-  win32_error grow(int file, const growth& change);
 
   /// As rewrite_from_journal. After prepare() it fails only as that does.
   win32_error rewrite(const journaled_rewrite& rewrite);
