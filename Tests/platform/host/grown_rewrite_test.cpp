@@ -44,8 +44,7 @@ struct grown_rewrite_test : testing::Test {
   unique_descriptor file;
 
   void SetUp() override {
-    put(path, old);
-    file = unique_descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    put_back();
     const unique_descriptor probe(::open(folder.path("probe").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600));
     ASSERT_EQ(::pwrite(probe.get(), old.data(), 2 * block, 0), static_cast<ssize_t>(2 * block));
     const bool can = ::fallocate(probe.get(), FALLOC_FL_INSERT_RANGE, 0, block) == 0;
@@ -56,6 +55,11 @@ struct grown_rewrite_test : testing::Test {
   win32_error apply(const edit_plan& plan) {
     auto rewrite = prepare_rewrite(file.get(), path, plan);
     return rewrite ? (*rewrite)->commit() : rewrite.error();
+  }
+
+  void put_back() {
+    put(path, old);
+    file = unique_descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
   }
 
   // What the plan makes of the old content.
@@ -401,6 +405,32 @@ TEST_F(block_exchange_test, the_next_open_makes_the_file_whole_when_both_process
 }
 
 // Which way a plan takes.
+
+TEST_F(grown_rewrite_test, plans_at_random_give_what_they_say) {
+  std::minstd_rand random(11);
+  const auto below = [&random](std::size_t limit) -> std::size_t { return random() % limit; };
+  for (int round = 0; round < 300; ++round) {
+    edit_plan plan;
+    std::size_t at = below(3 * block);
+    std::size_t added = 0;
+    for (std::size_t splices = 1 + below(5); plan.size() < splices && at + 200 < old.size();
+         at += 1 + below(2 * block)) {
+      const std::size_t erased = below(100);
+      const std::size_t put = below(3) == 0 ? erased : erased + below(100);
+      plan.push_back({at, erased, host_test::noise(put, static_cast<unsigned>(round))});
+      added += put - erased;
+      at += erased;
+    }
+    // Up to whole blocks, as the handlers pad what they write.
+    if (added % block != 0) plan.back().bytes += std::string(block - added % block, ' ');
+    ASSERT_EQ(apply(plan), win32_error::success);
+    const std::string wanted = expected(plan);
+    ASSERT_TRUE(content(path) == wanted) << "round " << round;
+    ASSERT_EQ(host_test::attribute(path, rewrite_mark), "");
+    old = wanted.substr(0, 25 * block + below(block));
+    put_back();
+  }
+}
 
 TEST_F(grown_rewrite_test, many_bytes_that_differ_change_in_the_same_file) {
   const std::string fresh = host_test::noise(20 * block, 9);
