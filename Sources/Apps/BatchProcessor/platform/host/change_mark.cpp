@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <vector>
 
@@ -56,6 +57,14 @@ class mark_reader {
   std::string_view rest_;
 };
 
+bool take_numbers(mark_reader& reader, std::initializer_list<std::uint64_t*> numbers) {
+  return std::ranges::all_of(numbers, [&reader](std::uint64_t* number) {
+    const auto taken = reader.take_number();
+    *number = taken.value_or(0);
+    return taken.has_value();
+  });
+}
+
 // A part of a run within one page, which the kernel writes as a whole.
 struct piece {
   std::uint64_t offset = 0;
@@ -71,22 +80,19 @@ struct writes_fields {
 };
 
 std::optional<piece> take_piece(mark_reader& reader) {
-  const auto offset = reader.take_number();
-  const auto size = reader.take_number();
-  const auto hash = reader.take_number();
-  const auto old_bytes = size ? reader.take(*size) : std::nullopt;
+  piece found;
+  std::uint64_t size = 0;
+  if (!take_numbers(reader, {&found.offset, &size, &found.new_hash})) return std::nullopt;
+  const auto old_bytes = reader.take(size);
   if (!old_bytes) return std::nullopt;
-  return piece{*offset, *hash, *old_bytes};
+  found.old_bytes = *old_bytes;
+  return found;
 }
 
 std::optional<writes_fields> writes_from(std::string_view fields) {
   writes_fields found;
   mark_reader reader(fields);
-  for (std::uint64_t* number : {&found.room_offset, &found.room, &found.file_size}) {
-    const auto taken = reader.take_number();
-    if (!taken) return std::nullopt;
-    *number = *taken;
-  }
+  if (!take_numbers(reader, {&found.room_offset, &found.room, &found.file_size})) return std::nullopt;
   if (found.room > largest_exchange || found.file_size > largest_file || found.room_offset > found.file_size) {
     return std::nullopt;
   }
@@ -153,10 +159,8 @@ struct exchange_fields {
 std::optional<exchange_fields> exchange_from(std::string_view fields) {
   exchange_fields found;
   mark_reader reader(fields);
-  for (std::uint64_t* number : {&found.offset, &found.room, &found.old_size, &found.file_size, &found.old_hash}) {
-    const auto taken = reader.take_number();
-    if (!taken) return std::nullopt;
-    *number = *taken;
+  if (!take_numbers(reader, {&found.offset, &found.room, &found.old_size, &found.file_size, &found.old_hash})) {
+    return std::nullopt;
   }
   const bool is_sound = found.room > 0 && found.room <= largest_exchange && found.old_size <= largest_exchange &&
                         found.file_size <= largest_file && found.offset < found.file_size &&
