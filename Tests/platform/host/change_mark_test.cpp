@@ -20,6 +20,7 @@
 
 namespace {
 
+using host_test::can_open_room;
 using host_test::content;
 using host_test::put;
 using platform::win32_error;
@@ -201,11 +202,9 @@ struct marked_blocks_test : change_mark_test {
   unique_descriptor file;
 
   void SetUp() override {
-    put(path, old);
+    change_mark_test::SetUp();
     file = unique_descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
-    const bool can = ::fallocate(file.get(), FALLOC_FL_INSERT_RANGE, 0, block) == 0;
-    if (!can) GTEST_SKIP() << "this file system can't open up room in a file";
-    put(path, old);
+    if (!can_open_room(folder)) GTEST_SKIP() << "this file system can't open up room in a file";
   }
 
   void leave_room(std::uint64_t offset, std::uint64_t size, std::string_view content) {

@@ -22,6 +22,7 @@
 
 namespace {
 
+using host_test::can_open_room;
 using host_test::content;
 using host_test::put;
 using platform::win32_error;
@@ -45,11 +46,7 @@ struct grown_rewrite_test : testing::Test {
 
   void SetUp() override {
     put_back();
-    const unique_descriptor probe(::open(folder.path("probe").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600));
-    ASSERT_EQ(::pwrite(probe.get(), old.data(), 2 * block, 0), static_cast<ssize_t>(2 * block));
-    const bool can = ::fallocate(probe.get(), FALLOC_FL_INSERT_RANGE, 0, block) == 0;
-    ASSERT_EQ(::unlink(folder.path("probe").c_str()), 0);
-    if (!can) GTEST_SKIP() << "this file system can't open up room in a file";
+    if (!can_open_room(folder)) GTEST_SKIP() << "this file system can't open up room in a file";
   }
 
   win32_error apply(const edit_plan& plan) {

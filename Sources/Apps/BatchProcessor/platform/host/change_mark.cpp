@@ -1,7 +1,6 @@
 #include "platform/host/change_mark.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
 
 #include <algorithm>
@@ -273,12 +272,11 @@ win32_error settle_change(int file, const std::string& path) {
   if (const win32_error locked = lock_alone_within_reason(file); !succeeded(locked)) return locked;
   const unique_descriptor writable = open_to_settle(path);
   if (!writable) return error_from_errno(errno, path.c_str());
-  struct stat status {};
-  if (::fstat(file, &status) != 0) return error_from_errno(errno);
-  struct stat opened {};
-  if (::fstat(writable.get(), &opened) != 0) return error_from_errno(errno);
-  const bool same = status.st_dev == opened.st_dev && status.st_ino == opened.st_ino;
-  return same ? take_back(writable.get()) : win32_error::sharing_violation;
+  const win32_result<file_stamp> named = stamp_of(writable.get());
+  if (!named) return named.error();
+  const win32_result<file_stamp> ours = stamp_of(file);
+  if (!ours) return ours.error();
+  return *named == *ours ? take_back(writable.get()) : win32_error::sharing_violation;
 }
 
 win32_error settle_change(const std::string& path) {

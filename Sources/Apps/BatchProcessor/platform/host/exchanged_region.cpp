@@ -35,13 +35,7 @@ std::optional<exchanged_region> region_to_exchange(int file, std::uint64_t size,
   if (region.room > largest_exchange || !has_space(file, region.room)) return std::nullopt;
   region.old_content.resize(old_size);
   if (read_at(file, region.offset, region.old_content) != old_size) return std::nullopt;
-  std::uint64_t done = 0;
-  for (const splice& part : plan) {
-    const std::uint64_t start = part.offset - region.offset;
-    region.new_content.append(region.old_content, done, start - done).append(part.bytes);
-    done = start + part.erase;
-  }
-  region.new_content.append(region.old_content, done);
+  region.new_content = spliced(region.old_content, region.offset, plan);
   region.needs_sync = !orders_data(file);
   return region;
 }

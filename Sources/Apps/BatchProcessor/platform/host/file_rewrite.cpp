@@ -115,6 +115,17 @@ std::int64_t growth_of(const edit_plan& plan) {
   return growth;
 }
 
+std::string spliced(std::string_view old, std::uint64_t offset, std::span<const splice> splices) {
+  std::string bytes;
+  std::uint64_t done = 0;
+  for (const splice& part : splices) {
+    const std::uint64_t start = part.offset - offset;
+    bytes.append(old.substr(done, start - done)).append(part.bytes);
+    done = start + part.erase;
+  }
+  return bytes.append(old.substr(done));
+}
+
 win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, const std::string& path,
                                                             const edit_plan& plan,
                                                             const std::optional<file_stamp>& read_from) {
@@ -122,7 +133,6 @@ win32_result<std::unique_ptr<file_rewrite>> prepare_rewrite(int descriptor, cons
   if (!now) return now.error();
   const file_stamp before = read_from.value_or(*now);
   if (!is_well_formed(plan, before.size)) return win32_error::invalid_parameter;
-  if (const win32_error finished = finish_interrupted_rewrite(descriptor, path); !succeeded(finished)) return finished;
   if (!is_unchanged(descriptor, path, before)) return win32_error::sharing_violation;
   auto change = std::make_unique<in_place_change>();
   const win32_result<bool> in_place = change->work_out(descriptor, before.size, plan);

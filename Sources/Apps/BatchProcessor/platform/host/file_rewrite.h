@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/host/file_stamp.h"
@@ -27,6 +29,9 @@ using edit_plan = std::vector<splice>;
 
 /// How many bytes the file has more after the plan.
 [[nodiscard]] std::int64_t growth_of(const edit_plan& plan);
+
+/// What the splices make of `old`, which starts at `offset` of the file and holds them all.
+[[nodiscard]] std::string spliced(std::string_view old, std::uint64_t offset, std::span<const splice> splices);
 
 /// A change that is worked out and has its disk space, but has touched nothing yet.
 class file_rewrite {

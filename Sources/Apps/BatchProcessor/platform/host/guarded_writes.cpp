@@ -45,23 +45,23 @@ bool put_back(int file, std::span<const byte_run> runs) noexcept {
   return whole;
 }
 
-// Unless it is open already. The mark goes where the file can have none.
-int open_room(int file, const opened_room& room) noexcept {
+// Unless it is open already. Where the file can have none its mark goes: nothing was written.
+int open_room(int file, std::uint64_t offset, std::uint64_t size, std::uint64_t file_size) noexcept {
   struct stat status {};
   if (::fstat(file, &status) != 0) return errno;
-  const auto size = static_cast<std::uint64_t>(status.st_size);
-  if (size == room.file_size + room.content.size()) return 0;
-  if (size != room.file_size) return EIO;  // someone else has changed the file in between
-  const auto offset = static_cast<off_t>(room.offset);
-  if (::fallocate(file, FALLOC_FL_INSERT_RANGE, offset, static_cast<off_t>(room.content.size())) == 0) return 0;
-  const int failure = errno;
-  remove_mark(file);
+  const auto size_now = static_cast<std::uint64_t>(status.st_size);
+  if (size_now == file_size + size) return 0;
+  int failure = EIO;  // someone else has changed the file in between
+  if (size_now == file_size) {
+    const auto start = static_cast<off_t>(offset);
+    failure = ::fallocate(file, FALLOC_FL_INSERT_RANGE, start, static_cast<off_t>(size)) == 0 ? 0 : errno;
+  }
+  if (failure != 0) remove_mark(file);
   return failure;
 }
 
-bool close_room(int file, const opened_room& room) noexcept {
-  return ::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, static_cast<off_t>(room.offset),
-                     static_cast<off_t>(room.content.size())) == 0;
+bool close_room(int file, std::uint64_t offset, std::uint64_t size) noexcept {
+  return ::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, static_cast<off_t>(offset), static_cast<off_t>(size)) == 0;
 }
 
 // So that a loss of power finds it there once the old content is gone.
@@ -93,12 +93,14 @@ int fill_and_exchange(int file, const block_exchange& change) noexcept {
 }  // namespace
 
 int write_in_place(int file, const in_place_writes& change) noexcept {
-  const bool has_room = !change.room.content.empty();
+  const opened_room& room = change.room;
+  const bool has_room = !room.content.empty();
   if (has_room) {
-    if (const int failure = open_room(file, change.room); failure != 0) return failure;
+    const int failure = open_room(file, room.offset, room.content.size(), room.file_size);
+    if (failure != 0) return failure;
   }
   // The room first: once a run is written, it is filled.
-  int failure = has_room ? write_at(file, change.room.offset, change.room.content) : 0;
+  int failure = has_room ? write_at(file, room.offset, room.content) : 0;
   std::size_t begun = 0;
   while (failure == 0 && begun < change.runs.size()) {
     failure = write_at(file, change.runs[begun].offset, change.runs[begun].new_bytes);
@@ -107,34 +109,24 @@ int write_in_place(int file, const in_place_writes& change) noexcept {
   bool whole = failure == 0;
   if (!whole) {
     // All that were begun, however far the failed one got.
-    whole = put_back(file, change.runs.first(begun)) && (!has_room || close_room(file, change.room));
+    whole =
+        put_back(file, change.runs.first(begun)) && (!has_room || close_room(file, room.offset, room.content.size()));
   }
   if (whole) remove_mark(file);
   return failure;
 }
 
 int exchange_blocks(int file, const block_exchange& change) noexcept {
-  const auto offset = static_cast<off_t>(change.offset);
-  const auto room = static_cast<off_t>(change.room);
   struct stat status {};
   if (::fstat(file, &status) != 0) return errno;
-  const auto size_now = static_cast<std::uint64_t>(status.st_size);
   const std::uint64_t new_size = change.file_size - change.old_content.size() + change.new_content.size();
-  bool whole = true;
-  int failure = 0;
-  if (size_now == change.file_size) {
-    failure = ::fallocate(file, FALLOC_FL_INSERT_RANGE, offset, room) == 0 ? 0 : errno;
-  } else if (size_now == new_size) {
+  if (new_size != change.file_size && static_cast<std::uint64_t>(status.st_size) == new_size) {
     remove_mark(file);
     return 0;
-  } else if (size_now != change.file_size + change.room) {
-    return EIO;  // someone else has changed the file in between
   }
-  if (failure == 0) {
-    failure = fill_and_exchange(file, change);
-    if (failure != 0) whole = ::fallocate(file, FALLOC_FL_COLLAPSE_RANGE, offset, room) == 0;
-  }
-  if (whole) remove_mark(file);
+  if (const int failure = open_room(file, change.offset, change.room, change.file_size); failure != 0) return failure;
+  const int failure = fill_and_exchange(file, change);
+  if (failure == 0 || close_room(file, change.offset, change.room)) remove_mark(file);
   return failure;
 }
 

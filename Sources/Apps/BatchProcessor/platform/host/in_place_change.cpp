@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <span>
 #include <utility>
 
 #include "platform/host/byte_runs.h"
@@ -74,13 +75,7 @@ win32_error in_place_change::add_runs(int file, const splice& part) {
 win32_error in_place_change::open_room(int file, std::uint64_t offset, std::size_t first) {
   std::string& old = contents_.emplace_back(std::max(end_of(plan_.back()), offset + 1) - offset, '\0');
   if (const win32_error read = read_exactly(file, offset, old); !succeeded(read)) return read;
-  std::uint64_t done = 0;
-  for (std::size_t i = first; i < plan_.size(); ++i) {
-    const std::uint64_t start = plan_[i].offset - offset;
-    room_.append(old, done, start - done).append(plan_[i].bytes);
-    done = start + plan_[i].erase;
-  }
-  room_.append(old, done);
+  room_ = spliced(old, offset, std::span(plan_).subspan(first));
   const std::string& moved = contents_.emplace_back(room_.substr(room_.size() - old.size()));
   room_.resize(room_.size() - old.size());
   append_byte_runs(runs_, offset + room_.size(), old, moved);
