@@ -16,8 +16,8 @@
 #include "platform/host/host_files.h"
 #include "platform/host/intercepted_calls.h"
 #include "platform/host/moving.h"
-#include "platform/host/rewrite_journal.h"
 #include "platform/host/staging.h"
+#include "platform/host/undo_attribute.h"
 #include "platform/host/unique_descriptor.h"
 
 namespace {
@@ -137,8 +137,8 @@ TEST_F(file_move_test, a_name_that_is_too_long_leaves_the_file) {
   EXPECT_EQ(move(old_path, folder.path(std::string(255, 'n'))), win32_error::success);
 }
 
-// A file with two names whose rewrite another process was killed in, after the mark and before the end.
-TEST_F(file_move_test, a_rewrite_that_was_cut_short_is_finished_first) {
+// A file with two names whose change another process was killed in, after its last byte and before the end.
+TEST_F(file_move_test, a_change_that_was_cut_short_is_recovered_first) {
   const std::string old = host_test::noise(100'000, 1);
   const std::string fresh = host_test::noise(150'000, 2);
   put(old_path, old);
@@ -146,18 +146,18 @@ TEST_F(file_move_test, a_rewrite_that_was_cut_short_is_finished_first) {
   const pid_t child = host_test::start_child([&] {
     int calls = 0;
     const intercepted_call kill(system_call::fsync, [&calls] {
-      // The first one brings the mark to the disk.
-      if (++calls > 1) ::raise(SIGKILL);
+      // The undo file, the file with its attribute, and their folder come first.
+      if (++calls > 3) ::raise(SIGKILL);
       return 0;
     });
     return host_test::replace(old_path, fresh) == win32_error::success ? 0 : 1;
   });
   ASSERT_EQ(host_test::wait_for(child), -1);
-  ASSERT_FALSE(host_test::attribute(old_path, platform::host::rewrite_mark).empty());
+  ASSERT_FALSE(host_test::attribute(old_path, platform::host::undo_attribute).empty());
   EXPECT_EQ(move(old_path, new_path), win32_error::success);
   EXPECT_EQ(content(new_path), fresh);
   EXPECT_EQ(content(folder.path("second")), fresh);
-  EXPECT_TRUE(host_test::attribute(new_path, platform::host::rewrite_mark).empty());
+  EXPECT_TRUE(host_test::attribute(new_path, platform::host::undo_attribute).empty());
   EXPECT_EQ(folder.names(), (names{"new", "second"}));
 }
 

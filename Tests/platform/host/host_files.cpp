@@ -45,17 +45,6 @@ small_file_system::~small_file_system() {
   if (made_ && ::umount2(place_.c_str(), MNT_DETACH) != 0) std::abort();
 }
 
-bool can_open_room(const temporary_folder& folder) {
-  constexpr off_t block = 4096;
-  const std::string path = folder.path("probe");
-  put(path, std::string(2 * block, 'x'));
-  const int file = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-  const bool can = ::fallocate(file, FALLOC_FL_INSERT_RANGE, 0, block) == 0;
-  ::close(file);
-  ::unlink(path.c_str());
-  return can;
-}
-
 void put(const std::string& path, std::string_view bytes) {
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

@@ -46,9 +46,6 @@ class small_file_system {
   bool made_ = false;
 };
 
-/// Whether the folder's file system can open up room in the middle of a file.
-[[nodiscard]] bool can_open_room(const temporary_folder& folder);
-
 /// Creates or overwrites in place.
 void put(const std::string& path, std::string_view bytes);
 [[nodiscard]] std::string content(const std::string& path);

@@ -75,8 +75,8 @@ ssize_t copy_file_range(int from, off64_t* from_offset, int to, off64_t* to_offs
                               to_offset, size, flags);
 }
 
-ssize_t send(int socket, const void* bytes, size_t size, int flags) {
-  return host_test::make_call(host_test::system_call::send, SYS_sendto, socket, bytes, size, flags, nullptr, 0);
+ssize_t pwrite(int file, const void* bytes, size_t size, off_t offset) {
+  return host_test::make_call(host_test::system_call::pwrite, SYS_pwrite64, file, bytes, size, offset);
 }
 
 }  // extern "C"

@@ -11,7 +11,7 @@ enum class system_call : std::uint8_t {
   fsync,
   fsetxattr,
   fallocate,
-  send,
+  pwrite,
   renameat2,
   linkat,
   unlink,

@@ -29,7 +29,6 @@ using host_test::put;
 using host_test::replace;
 using host_test::status_of;
 using platform::win32_error;
-using platform::host::finish_interrupted_rewrite;
 using platform::host::staged_file;
 using platform::host::staging_form;
 using platform::host::staging_path;
@@ -243,7 +242,7 @@ TEST_F(staged_file_test, is_refused_in_a_read_only_folder_and_for_a_read_only_fi
   EXPECT_EQ(host_test::wait_for(other), 0);
 }
 
-TEST_F(staged_file_test, another_owner_s_file_is_rewritten_in_place_where_the_owner_can_t_be_kept) {
+TEST_F(staged_file_test, another_owner_s_file_is_changed_in_place_where_the_owner_can_t_be_kept) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs the superuser to make a file of another owner";
   std::filesystem::permissions(folder.folder(), std::filesystem::perms(0777));
   std::filesystem::permissions(path, std::filesystem::perms(0666));
@@ -314,15 +313,8 @@ TEST_F(staged_file_test, a_leftover_of_a_file_that_another_program_saved_since_i
   put(staging_path(path), "half of some");
   put(folder.path("other"), "saved");
   std::filesystem::rename(folder.path("other"), path);
-  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
+  EXPECT_EQ(replace(path, fresh), win32_error::success);
   EXPECT_EQ(folder.names(), names{"file"});
-}
-
-TEST_F(staged_file_test, a_leftover_of_a_file_that_is_gone_is_removed) {
-  put(staging_path(path), "half of some");
-  std::filesystem::remove(path);
-  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
-  EXPECT_TRUE(folder.names().empty());
 }
 
 TEST_F(staged_file_test, a_leftover_that_can_t_be_opened_for_now_stays) {
@@ -330,7 +322,7 @@ TEST_F(staged_file_test, a_leftover_that_can_t_be_opened_for_now_stays) {
   const pid_t child = host_test::start_child([this] {
     const rlimit limit{3, 3};
     if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) return 2;
-    return finish_interrupted_rewrite(path) == win32_error::too_many_open_files ? 0 : 1;
+    return staged_file::create(path).error() == win32_error::too_many_open_files ? 0 : 1;
   });
   EXPECT_EQ(host_test::wait_for(child), 0);
   EXPECT_EQ(content(staging_path(path)), "may be at work");
@@ -343,19 +335,42 @@ TEST_F(staged_file_test, a_leftover_of_a_kill_is_replaced) {
   EXPECT_EQ(folder.names(), names{"file"});
 }
 
-TEST_F(staged_file_test, a_leftover_is_removed_by_the_next_open) {
-  put(staging_path(path), "half of some");
-  EXPECT_EQ(finish_interrupted_rewrite(path), win32_error::success);
-  EXPECT_EQ(content(path), old);
-  EXPECT_EQ(folder.names(), names{"file"});
+TEST_F(staged_file_test, what_others_put_under_its_names_is_neither_followed_nor_changed) {
+  const auto expect_replaced = [this] {
+    for (const staging_form form : {staging_form::unnamed_if_possible, staging_form::hidden_sibling}) {
+      put(path, old);
+      EXPECT_EQ(replace(path, fresh, form), win32_error::success);
+      EXPECT_TRUE(content(path) == fresh);
+    }
+  };
+  const std::string planted = staging_path(path);
+  put(folder.path("victim"), "precious");
+  std::filesystem::create_symlink("victim", planted);
+  expect_replaced();
+  EXPECT_TRUE(std::filesystem::is_symlink(planted));
+  std::filesystem::remove(planted);
+  std::filesystem::create_hard_link(folder.path("victim"), planted);
+  expect_replaced();
+  EXPECT_EQ(content(planted), "precious");
+  std::filesystem::remove(planted);
+  std::filesystem::create_directory(planted);
+  expect_replaced();
+  EXPECT_TRUE(std::filesystem::is_directory(planted));
+  std::filesystem::remove(planted);
+  ASSERT_EQ(::mkfifo(planted.c_str(), 0600), 0);
+  expect_replaced();
+  EXPECT_TRUE(std::filesystem::is_fifo(planted));
+  EXPECT_EQ(content(folder.path("victim")), "precious");
+  EXPECT_EQ(folder.names().size(), 3u);
 }
 
-TEST_F(staged_file_test, a_link_in_the_leftover_s_place_is_not_followed) {
-  put(folder.path("victim"), "precious");
-  std::filesystem::create_symlink("victim", staging_path(path));
+TEST_F(staged_file_test, another_user_s_file_under_its_name_stays) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs the superuser to make a file of another owner";
+  put(staging_path(path), "theirs");
+  ASSERT_EQ(::chown(staging_path(path).c_str(), nobody, nobody), 0);
   EXPECT_EQ(replace(path, fresh), win32_error::success);
-  EXPECT_EQ(content(folder.path("victim")), "precious");
-  EXPECT_EQ(content(path), fresh);
+  EXPECT_TRUE(content(path) == fresh);
+  EXPECT_EQ(content(staging_path(path)), "theirs");
 }
 
 TEST_F(staged_file_test, another_process_in_the_middle_of_it_is_not_disturbed) {
@@ -419,7 +434,7 @@ TEST_F(staged_file_test, a_hard_linked_file_on_a_full_disk_keeps_its_content) {
   const std::string full = disk.folder().path("file");
   put(full, old);
   std::filesystem::create_hard_link(full, disk.folder().path("second"));
-  // Room for the new content, not for the journal.
+  // Room for the new content, not for the undo file.
   EXPECT_EQ(replace(full, fresh), win32_error::disk_full);
   EXPECT_EQ(content(full), old);
   EXPECT_EQ(disk.folder().names(), (names{"file", "second"}));

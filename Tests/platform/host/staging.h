@@ -1,4 +1,4 @@
-// Files replaced as a whole, for the tests of staging and of the journal behind it.
+// Files replaced as a whole, for the tests of staging and of the undo file.
 #pragma once
 
 #include <gtest/gtest.h>

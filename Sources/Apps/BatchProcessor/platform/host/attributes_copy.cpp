@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "platform/host/errno_codes.h"
-#include "platform/host/rewrite_journal.h"
+#include "platform/host/undo_attribute.h"
 
 namespace platform::host {
 
@@ -65,7 +65,7 @@ win32_result<attributes_kept> copy_attributes(const std::string& from, int to) {
   while (!rest.empty()) {
     const std::string_view name = rest.substr(0, rest.find('\0'));
     has_access_list = has_access_list || name == access_list;
-    if (name != rewrite_mark) {
+    if (name != undo_attribute) {
       const win32_result<attributes_kept> copied = copy_attribute(from, to, name.data());
       if (!copied) return copied.error();
       kept = std::max(kept, *copied);

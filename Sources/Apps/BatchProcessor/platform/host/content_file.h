@@ -6,15 +6,13 @@
 
 #include "platform/host/byte_source.h"
 #include "platform/host/file_rewrite.h"
-#include "platform/host/unique_descriptor.h"
+#include "platform/host/open_to_change.h"
 #include "platform/property_system.h"
 
 namespace platform::host {
 
 struct content_file {
-  std::string path;
-  unique_descriptor descriptor;
-  file_stamp stamp;  ///< of the content that `source` reads
+  changeable_file opened;  ///< for reading alone, and not locked, where the access is
   std::unique_ptr<file_source> source;
 
   /// A rewrite of that content; null for an empty plan. The file must stay open until its commit.
@@ -23,10 +21,9 @@ struct content_file {
 
 /// Opens a regular file; fails with `no_file` for what is none (a folder, a pipe, a device), which isn't waited for.
 ///
-/// For read_write an interrupted rewrite is finished first, and the file is locked, as by open_regular (opening.h), as
-/// long as it is open: another run's change can't come between what is read and what is written. A run that has the
-/// file now is waited for, some two seconds; then it is a sharing_violation. access_denied for a file with the
-/// read-only attribute. Reading asks nobody.
+/// For read_write it is opened by open_to_change: another run's change can't come between what is read and what is
+/// written. A run that has the file now is waited for, some two seconds; then it is a sharing_violation. Reading asks
+/// nobody.
 [[nodiscard]] hresult_result<content_file> open_content_file(const std::wstring& path, handler_access access,
                                                              hresult no_file);
 

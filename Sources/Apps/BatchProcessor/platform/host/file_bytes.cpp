@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 namespace platform::host {
@@ -24,6 +25,15 @@ int copy_through_memory(int from, std::uint64_t from_offset, int to, std::uint64
     size -= piece.size();
   }
   return 0;
+}
+
+// File systems that can share blocks between files do so for whole blocks that stand at the same place within one in
+// both; what comes before the first of them is copied by itself.
+std::uint64_t bytes_before_sharing(std::uint64_t from_offset, std::uint64_t to_offset, std::uint64_t size) {
+  constexpr std::uint64_t block = 4096;
+  const std::uint64_t into_block = from_offset % block;
+  if (into_block == 0 || into_block != to_offset % block || size < 2 * block) return 0;
+  return block - into_block;
 }
 
 }  // namespace
@@ -54,8 +64,10 @@ int write_at(int file, std::uint64_t offset, std::string_view bytes) {
 int copy_bytes(int from, std::uint64_t from_offset, int to, std::uint64_t to_offset, std::uint64_t size) {
   auto in = static_cast<off_t>(from_offset);
   auto out = static_cast<off_t>(to_offset);
+  std::uint64_t first = bytes_before_sharing(from_offset, to_offset, size);
   while (size != 0) {
-    const ssize_t copied = ::copy_file_range(from, &in, to, &out, size, 0);
+    const std::uint64_t wanted = first != 0 ? std::exchange(first, 0) : size;
+    const ssize_t copied = ::copy_file_range(from, &in, to, &out, wanted, 0);
     if (copied < 0 && errno == EINTR) continue;
     if (copied < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO)) return errno;
     // Not between these two files, or a file of a kind that pretends to be empty: the plain way tells.

@@ -1,4 +1,4 @@
-// Reading and writing at places of an open file, whole. read_at and write_at are safe after a fork.
+// Reading and writing at places of an open file, whole.
 #pragma once
 
 #include <cstddef>

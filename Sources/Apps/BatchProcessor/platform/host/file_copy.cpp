@@ -47,10 +47,10 @@ win32_error copy_to_new_file(const path_bytes& from, const path_bytes& to) {
   if (taken.error() != win32_error::file_not_found) return taken.error();
 
   struct stat status;
-  if (::fstat(source->get(), &status) != 0) return error_from_errno(errno);
+  if (::fstat(source->descriptor.get(), &status) != 0) return error_from_errno(errno);
   auto copy = staged_file::create(std::string(to.view()));
   if (!copy) return copy.error();
-  win32_error done = copy_content(source->get(), status, copy->descriptor());
+  win32_error done = copy_content(source->descriptor.get(), status, copy->descriptor());
   if (succeeded(done)) done = copy_traits(from, status, copy->descriptor());
   return succeeded(done) ? copy->commit() : done;
 }

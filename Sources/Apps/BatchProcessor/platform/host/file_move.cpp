@@ -7,9 +7,9 @@
 #include <string>
 
 #include "platform/host/errno_codes.h"
-#include "platform/host/opening.h"
+#include "platform/host/file_lock.h"
+#include "platform/host/recovery.h"
 #include "platform/host/rename_to_free_name.h"
-#include "platform/host/staged_file.h"
 #include "platform/host/system_calls.h"
 #include "platform/host/unique_descriptor.h"
 #include "platform/host/volume_move.h"
@@ -34,11 +34,11 @@ win32_error move_to_free_name(const path_bytes& from, const path_bytes& to) {
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   const unique_descriptor source(retried([&] { return ::open(from.c_str(), flags); }));
   if (!source && is_out_of_resources(errno)) return error_from_errno(errno);
-  // Links and what may not be read have no lock and no rewrite that was cut short; what is missing is met below.
+  // Links and what may not be read have no lock and no change that was cut short; what is missing is met below.
   if (source) {
     if (const win32_error locked = lock_alone(source.get()); !succeeded(locked)) return locked;
-    const win32_error finished = finish_interrupted_rewrite(source.get(), std::string(from.view()));
-    if (!succeeded(finished)) return finished;
+    const win32_result<bool> recovered = recover(source.get(), std::string(from.view()));
+    if (!recovered) return recovered.error();
   }
   const int failure = rename_to_free_name(from.c_str(), to.c_str());
   // A file's own name is free for it.

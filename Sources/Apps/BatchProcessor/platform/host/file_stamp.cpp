@@ -31,6 +31,13 @@ bool still_names(const std::string& path, int descriptor, last_link link) {
   return ::fstat(descriptor, &status) == 0 && still_names(path.c_str(), status, link);
 }
 
+bool are_same_file(int first, int second) {
+  struct stat one {};
+  struct stat other {};
+  return ::fstat(first, &one) == 0 && ::fstat(second, &other) == 0 && one.st_ino == other.st_ino &&
+         one.st_dev == other.st_dev;
+}
+
 bool is_as_it_was(const std::string& path, const struct stat& before) {
   struct stat now {};
   return ::lstat(path.c_str(), &now) == 0 && stamp_from(now) == stamp_from(before) &&

@@ -31,6 +31,8 @@ enum class last_link : std::uint8_t { its_target, itself };
 [[nodiscard]] bool still_names(const char* path, const struct stat& status, last_link link);
 [[nodiscard]] bool still_names(const std::string& path, int descriptor, last_link link);
 
+[[nodiscard]] bool are_same_file(int first, int second);
+
 /// Whether the path itself names the file of `before`, with neither content nor attributes changed since.
 [[nodiscard]] bool is_as_it_was(const std::string& path, const struct stat& before);
 

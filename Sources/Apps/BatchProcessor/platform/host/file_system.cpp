@@ -1,4 +1,5 @@
 #include "platform/host/file_system.h"
+#include "platform/host/changed_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -67,12 +68,18 @@ win32_result<std::unique_ptr<file>> file_system::open(const std::wstring& path, 
   if (request.disposition == disposition::create_always || request.disposition == disposition::rewrite_existing) {
     return open_staged(bytes, request);
   }
+  const bool writes = has(request.access, access::write);
+  if (writes && request.disposition != disposition::create_new) {
+    auto changed = open_changed_file(bytes, request);
+    const bool is_missing = changed.error() == win32_error::file_not_found;
+    if (!is_missing || request.disposition == disposition::open_existing) return changed;
+  }
   auto opened = open_regular(bytes, request);
   if (!opened) return opened.error();
-  // Who reads and writes changes a file that was there before, in place.
-  const bool changes_in_place = has(request.access, access::read) && has(request.access, access::write);
-  const overwriting how = changes_in_place ? overwriting::whole : overwriting::plain;
-  return std::unique_ptr<file>(std::make_unique<open_file>(*std::move(opened), how));
+  const bool came_up_meanwhile = writes && !opened->is_new;
+  if (!came_up_meanwhile) return std::unique_ptr<file>(std::make_unique<open_file>(std::move(opened->descriptor)));
+  opened->descriptor = unique_descriptor();
+  return open_changed_file(bytes, request);
 }
 
 win32_error file_system::create_directory(const std::wstring& path) {

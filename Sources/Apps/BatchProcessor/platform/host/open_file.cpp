@@ -6,12 +6,9 @@
 
 #include <cerrno>
 #include <limits>
-#include <string>
 
-#include "platform/host/in_place_change.h"
 #include "platform/host/system_calls.h"
 #include "platform/host/times.h"
-#include "platform/host/write_guard.h"
 
 namespace platform::host {
 
@@ -33,35 +30,7 @@ win32_result<std::size_t> open_file::read(std::span<std::byte> buffer) {
   return total;
 }
 
-bool open_file::overwrites_several_pages(std::uint64_t position, std::size_t size) const {
-  if (size == 0 || write_guard::within_one_page(position, size)) return false;
-  struct stat status;
-  // Where the size can't be had, the write itself tells what is wrong.
-  return ::fstat(descriptor_.get(), &status) == 0 && position + size <= static_cast<std::uint64_t>(status.st_size);
-}
-
-win32_result<std::size_t> open_file::overwrite(std::uint64_t position, std::string_view bytes) {
-  const win32_result<std::uint64_t> whole_size = size();
-  if (!whole_size) return whole_size.error();
-  in_place_change change;
-  const auto fits = change.work_out(descriptor_.get(), *whole_size, {{position, bytes.size(), std::string(bytes)}});
-  if (!fits) return fits.error();
-  const win32_error written = *fits ? change.make(descriptor_.get()) : win32_error::invalid_parameter;
-  if (!succeeded(written)) return written;
-  const win32_error moved = seek(position + bytes.size());
-  if (!succeeded(moved)) return moved;
-  return bytes.size();
-}
-
 win32_result<std::size_t> open_file::write(std::span<const std::byte> bytes) {
-  if (overwriting_ == overwriting::whole) {
-    const off_t position = ::lseek(descriptor_.get(), 0, SEEK_CUR);
-    if (position < 0) return failure(data_direction::writing);
-    const auto start = static_cast<std::uint64_t>(position);
-    if (overwrites_several_pages(start, bytes.size())) {
-      return overwrite(start, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    }
-  }
   std::size_t total = 0;
   while (total < bytes.size()) {
     const std::span<const std::byte> rest = bytes.subspan(total);

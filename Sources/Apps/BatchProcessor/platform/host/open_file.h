@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+#include <utility>
 
 #include "platform/file_system.h"
 #include "platform/host/errno_codes.h"
@@ -10,17 +10,11 @@
 
 namespace platform::host {
 
-/// How a write changes bytes that the file has already.
-enum class overwriting : std::uint8_t {
-  plain,  ///< as they go: for a file that nobody else sees yet, and for one that only grows
-  whole,  ///< one write at once or not at all, even if this process is killed; needs a descriptor that can read too
-};
-
-/// A file on what open_regular (opening.h) gave: reads and writes go to it at once.
+/// A file on what open_regular (opening.h) gave: reads and writes go to it at once. For a file that is only read or
+/// appended to, and for one that nobody else has seen yet.
 class open_file final : public file {
  public:
-  explicit open_file(unique_descriptor descriptor, overwriting how = overwriting::plain)
-      : descriptor_(std::move(descriptor)), overwriting_(how) {}
+  explicit open_file(unique_descriptor descriptor) : descriptor_(std::move(descriptor)) {}
 
   win32_result<std::size_t> read(std::span<std::byte> buffer) override;
   win32_result<std::size_t> write(std::span<const std::byte> bytes) override;
@@ -32,11 +26,8 @@ class open_file final : public file {
 
  private:
   [[nodiscard]] win32_error failure(data_direction direction = data_direction::none) const;
-  [[nodiscard]] bool overwrites_several_pages(std::uint64_t position, std::size_t size) const;
-  [[nodiscard]] win32_result<std::size_t> overwrite(std::uint64_t position, std::string_view bytes);
 
   unique_descriptor descriptor_;
-  overwriting overwriting_;
 };
 
 }  // namespace platform::host

@@ -1,21 +1,19 @@
 #include "platform/host/opening.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "platform/host/dos_attributes.h"
 #include "platform/host/errno_codes.h"
+#include "platform/host/file_lock.h"
 #include "platform/host/file_stamp.h"
 #include "platform/host/item.h"
-#include "platform/host/staged_file.h"
+#include "platform/host/recovery.h"
 #include "platform/host/system_calls.h"
 
 namespace platform::host {
@@ -25,8 +23,6 @@ namespace {
 constexpr mode_t new_file_mode = 0666;  // less the process's mask
 // How often a name may move on to another file while its lock is being taken.
 constexpr int most_tries = 16;
-constexpr auto longest_wait = std::chrono::seconds(2);
-constexpr auto wait_step = std::chrono::milliseconds(2);
 
 bool writes(access wanted) { return has(wanted, access::write | access::append); }
 
@@ -41,11 +37,6 @@ bool wants_lock(const open_request& request) {
   if (request.share == share::none) return true;
   return writes(request.access) && !has(request.share, share::write);
 }
-
-struct opened_file {
-  unique_descriptor descriptor;
-  bool is_new = false;
-};
 
 // Tells a file that the call made from one that was there.
 win32_result<opened_file> open_or_create(const path_bytes& path, const open_request& request) {
@@ -73,13 +64,6 @@ win32_result<opened_file> open_or_create(const path_bytes& path, const open_requ
   return error_from_errno(errno, path.c_str());
 }
 
-// What is read must not be the half of a rewrite that was cut short; nor must a change start from it.
-win32_error finish_before_use(int file, const path_bytes& path, access wanted) {
-  if (writes(wanted)) return finish_interrupted_rewrite(file, std::string(path.view()));
-  if (has(wanted, access::read)) return finish_before_reading(file, std::string(path.view()));
-  return win32_error::success;
-}
-
 win32_result<opened_file> open_once(const path_bytes& path, const open_request& request, bool& moved_on) {
   auto opened = open_or_create(path, request);
   if (!opened) return opened.error();
@@ -93,30 +77,14 @@ win32_result<opened_file> open_once(const path_bytes& path, const open_request& 
     // Another file may have taken the name between the opening and the lock.
     moved_on = !still_names(path.c_str(), status, last_link::its_target);
   }
-  if (!opened->is_new && !moved_on) {
-    const win32_error finished = finish_before_use(opened->descriptor.get(), path, request.access);
-    if (!succeeded(finished)) return finished;
+  if (!opened->is_new && !moved_on && has(request.access, access::read)) {
+    const win32_error recovered = recover_for_reading(opened->descriptor.get(), std::string(path.view()));
+    if (!succeeded(recovered)) return recovered;
   }
   return opened;
 }
 
 }  // namespace
-
-win32_error lock_alone(int file) {
-  if (retried([file] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0) return win32_error::success;
-  // A file system without locks, or one that locks only what is open for writing, can't keep anyone apart.
-  return errno == EWOULDBLOCK ? win32_error::sharing_violation : win32_error::success;
-}
-
-win32_error lock_alone_within_reason(int file) {
-  const auto end = std::chrono::steady_clock::now() + longest_wait;
-  win32_error locked = lock_alone(file);
-  while (!succeeded(locked) && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(wait_step);
-    locked = lock_alone(file);
-  }
-  return locked;
-}
 
 win32_error give_attributes(int file, std::uint32_t attributes) {
   if (const auto value = updated_dos_attributes({}, attributes)) {
@@ -133,7 +101,7 @@ win32_error give_attributes(int file, std::uint32_t attributes) {
   return ::fchmod(file, mode) == 0 ? win32_error::success : error_from_errno(errno);
 }
 
-win32_result<unique_descriptor> open_regular(const path_bytes& path, const open_request& request) {
+win32_result<opened_file> open_regular(const path_bytes& path, const open_request& request) {
   if (!succeeded(path.error())) return path.error();
   for (int tries = 0; tries < most_tries; ++tries) {
     bool moved_on = false;
@@ -148,7 +116,7 @@ win32_result<unique_descriptor> open_regular(const path_bytes& path, const open_
         return given;
       }
     }
-    return std::move(opened->descriptor);
+    return opened;
   }
   return win32_error::sharing_violation;
 }

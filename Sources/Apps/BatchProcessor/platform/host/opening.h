@@ -12,20 +12,19 @@
 namespace platform::host {
 
 /// Opens a regular file for what `request` asks, and never waits for one. What it creates is there at once, so
-/// create_always and rewrite_existing are not for it. access_denied for a folder, a pipe or a device, and for writing
-/// to a file that has the read-only attribute. A rewrite of the file that was cut short is finished first, so that
-/// nobody reads torn bytes or changes them; one system call for any other file.
+/// create_always and rewrite_existing are not for it, nor is a change of what a file holds (changed_file.h): what is
+/// opened for writing is only appended to, or is new. access_denied for a folder, a pipe or a device, and for writing
+/// to a file that has the read-only attribute. A change of the file that was cut short is recovered first, so that
+/// nobody reads torn bytes; one system call for any other file.
 ///
 /// Sharing is a matter of advisory locks: who shares nothing has the file alone among those who ask, so has who writes
 /// and lets others read only: sharing_violation for the second one. Who reads and shares asks nobody.
-[[nodiscard]] win32_result<unique_descriptor> open_regular(const path_bytes& path, const open_request& request);
+struct opened_file {
+  unique_descriptor descriptor;
+  bool is_new = false;  ///< the call made it
+};
 
-/// Locks an open file as open_regular does for who shares nothing, as long as the descriptor lives: sharing_violation
-/// while another one has it.
-win32_error lock_alone(int file);
-
-/// The same, but waits some two seconds for who has it: as long as a change of the file may take.
-win32_error lock_alone_within_reason(int file);
+[[nodiscard]] win32_result<opened_file> open_regular(const path_bytes& path, const open_request& request);
 
 /// Gives a file that was just made its hidden, system, archive and read-only attributes, as far as its file system has
 /// them.

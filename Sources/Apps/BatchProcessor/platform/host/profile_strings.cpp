@@ -1,18 +1,19 @@
 #include "platform/host/profile_strings.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 
 #include "platform/host/errno_codes.h"
 #include "platform/host/file_bytes.h"
+#include "platform/host/file_lock.h"
+#include "platform/host/file_rewrite.h"
 #include "platform/host/ini_text.h"
+#include "platform/host/open_to_change.h"
 #include "platform/host/path_bytes.h"
 #include "platform/host/staged_file.h"
 #include "platform/host/unique_descriptor.h"
@@ -23,19 +24,9 @@ namespace platform::host {
 namespace {
 
 constexpr std::uint64_t largest_file = 256 * 1024 * 1024;
-constexpr auto longest_wait = std::chrono::seconds(10);
-constexpr auto wait_step = std::chrono::milliseconds(1);
+constexpr auto patience = std::chrono::seconds(10);
 
 using edit = std::function<std::string(std::string_view)>;
-
-enum class step : std::uint8_t { done, again };
-
-struct outcome {
-  step next = step::done;
-  win32_error code = win32_error::success;
-};
-
-constexpr outcome try_again{step::again, win32_error::sharing_violation};
 
 win32_result<std::string> read_whole(int file) {
   struct stat status {};
@@ -50,59 +41,41 @@ win32_result<std::string> read_whole(int file) {
   return bytes;
 }
 
-win32_error replace_content(const std::string& path, std::string_view bytes) {
+win32_error create_file(const std::string& path, std::string_view bytes) {
   win32_result<staged_file> staged = staged_file::create(path);
   if (!staged) return staged.error();
   if (const int failure = write_at(staged->descriptor(), 0, bytes); failure != 0) {
     return error_from_errno(failure, data_direction::writing);
   }
-  return staged->commit();
-}
-
-// The file is there: another process' writes wait behind the lock, and start from what this one leaves.
-outcome edit_locked(int file, const std::string& path, const edit& change) {
-  if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EWOULDBLOCK) return try_again;
-    // A file system without locks: whole all the same, but two processes may lose one's key.
-  }
-  struct stat open {};
-  struct stat named {};
-  if (::fstat(file, &open) != 0) return {step::done, error_from_errno(errno)};
-  // Replaced or removed while this one waited for the lock.
-  if (::stat(path.c_str(), &named) != 0 || named.st_ino != open.st_ino || named.st_dev != open.st_dev) return try_again;
-  // The read-only attribute binds the superuser too.
-  if ((open.st_mode & S_IWUSR) == 0) return {step::done, win32_error::access_denied};
-  if (const win32_error finished = finish_interrupted_rewrite(path); !succeeded(finished)) {
-    return {step::done, finished};
-  }
-  const win32_result<std::string> bytes = read_whole(file);
-  if (!bytes) return {step::done, bytes.error()};
-  const std::string changed = change(*bytes);
-  if (changed == *bytes) return {};
-  return {step::done, replace_content(path, changed)};
-}
-
-outcome edit_once(const std::string& path, const edit& change) {
-  const unique_descriptor file(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  if (file) return edit_locked(file.get(), path, change);
-  if (errno != ENOENT) return {step::done, error_from_errno(errno, path.c_str())};
-  const std::string created = change({});
-  if (created.empty()) return {};
-  const win32_error done = replace_content(path, created);
+  const win32_error done = staged->commit();
   // Another process was faster; its keys must stay.
-  return done == win32_error::file_exists ? try_again : outcome{step::done, done};
+  return done == win32_error::file_exists ? win32_error::sharing_violation : done;
 }
 
+win32_error edit_once(const std::string& path, const edit& change) {
+  const auto opened = open_to_change(path, patience);
+  if (opened.error() == win32_error::file_not_found) {
+    const std::string created = change({});
+    return created.empty() ? win32_error::success : create_file(path, created);
+  }
+  if (opened.error() == win32_error::invalid_function) return win32_error::access_denied;
+  if (!opened) return opened.error();
+  const int file = opened->file.get();
+  const win32_result<std::string> bytes = read_whole(file);
+  if (!bytes) return bytes.error();
+  const std::string changed = change(*bytes);
+  if (changed == *bytes) return win32_error::success;
+  file_source source(file, opened->stamp.size);
+  auto rewrite = prepare_rewrite({file, path, opened->stamp, source}, {{0, bytes->size(), changed}});
+  return rewrite ? (*rewrite)->commit() : rewrite.error();
+}
+
+// Another process' writes wait behind the lock, and start from what this one leaves.
 win32_error edit_file(const std::wstring& file, const edit& change) {
   const path_bytes path(file);
   if (!succeeded(path.error())) return path.error();
   const std::string bytes(path.view());
-  const auto end = std::chrono::steady_clock::now() + longest_wait;
-  for (;;) {
-    const outcome now = edit_once(bytes, change);
-    if (now.next == step::done || std::chrono::steady_clock::now() > end) return now.code;
-    std::this_thread::sleep_for(wait_step);
-  }
+  return retried_while_busy([&] { return edit_once(bytes, change); }, patience);
 }
 
 win32_result<std::wstring> empty_where_missing(win32_error error) {

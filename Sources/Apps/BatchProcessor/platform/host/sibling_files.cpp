@@ -1,7 +1,6 @@
 #include "platform/host/sibling_files.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,6 +11,7 @@
 
 #include "platform/host/byte_hash.h"
 #include "platform/host/errno_codes.h"
+#include "platform/host/file_lock.h"
 #include "platform/host/file_stamp.h"
 #include "platform/host/path_bytes.h"
 #include "text/format.h"
@@ -24,8 +24,15 @@ constexpr int most_links = 40;  // as many as the kernel follows
 
 std::string_view folder_prefix(std::string_view path) { return path.substr(0, path.rfind('/') + 1); }
 
-std::string sibling(std::string_view path, std::string_view kind, std::uint64_t number) {
-  return text::format("{}.qb_{}_{:016x}", folder_prefix(path), kind, number);
+std::string hidden_sibling(std::string_view path, std::string_view kind, std::uint64_t number, int attempt) {
+  const std::string name = text::format(".qb_{}_{:016x}", kind, number);
+  return sibling_of(path, attempt == 0 ? name : text::format("{}_{}", name, attempt));
+}
+
+// What this program makes under such a name, and nobody else can: a file of this user's without a second name.
+bool is_ours(int file) {
+  struct stat status {};
+  return ::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1;
 }
 
 }  // namespace
@@ -52,26 +59,29 @@ win32_result<resolved_path> resolve_links(const std::string& path) {
   return error_from_errno(ELOOP);
 }
 
-std::string staging_path(const std::string& path) {
-  return sibling(path, "rewrite", hash_of(std::string_view(path).substr(folder_prefix(path).size())));
+std::string sibling_of(std::string_view path, std::string_view name) {
+  return std::string(folder_prefix(path)).append(name);
 }
 
-std::string journal_path(const std::string& path, ino_t inode) { return sibling(path, "restore", inode); }
+std::string staging_path(std::string_view path, int attempt) {
+  return hidden_sibling(path, "rewrite", hash_of(path.substr(folder_prefix(path).size())), attempt);
+}
 
-win32_error remove_stale_staging(const std::string& path) {
+std::string undo_file_path(std::string_view path, ino_t inode, int attempt) {
+  return hidden_sibling(path, "undo", inode, attempt);
+}
+
+win32_error remove_leftover(const std::string& path) {
   // For writing, since locks on network file systems ask for that.
-  const unique_descriptor leftover(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!leftover && errno == ENOENT) return win32_error::success;
-  // What may not be opened is no work in progress of this user: a link, a socket, or a file with someone else's
-  // owner. Whatever else fails tells nothing of the file.
-  if (!leftover && errno != EACCES && errno != ELOOP && errno != ENXIO) return error_from_errno(errno);
-  if (leftover) {
-    if (::flock(leftover.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return win32_error::sharing_violation;
-    // Its process has just given it its name.
-    if (!still_names(path, leftover.get(), last_link::itself)) return win32_error::success;
-  }
-  if (::unlink(path.c_str()) != 0 && errno != ENOENT) return error_from_errno(errno);
-  return win32_error::success;
+  const unique_descriptor leftover(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  // A name that is free, or that something has which this user can't have made: a link, a folder, a socket.
+  const bool is_out_of_resources = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EIO;
+  if (!leftover) return is_out_of_resources ? error_from_errno(errno) : win32_error::success;
+  if (!is_ours(leftover.get())) return win32_error::success;
+  if (const win32_error locked = lock_alone(leftover.get()); !succeeded(locked)) return locked;
+  // Its process has just given it its name.
+  if (!still_names(path, leftover.get(), last_link::itself)) return win32_error::success;
+  return ::unlink(path.c_str()) == 0 || errno == ENOENT ? win32_error::success : error_from_errno(errno);
 }
 
 unique_descriptor open_folder_of(const std::string& path) {

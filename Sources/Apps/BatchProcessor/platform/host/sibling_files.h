@@ -20,15 +20,22 @@ struct resolved_path {
 /// Follows symbolic links in the last part of a path, also to a target that isn't there.
 [[nodiscard]] win32_result<resolved_path> resolve_links(const std::string& path);
 
+/// How many names there are for each kind of hidden file: where something else has one, the next is taken.
+inline constexpr int most_sibling_names = 8;
+
+/// A name beside `path`.
+[[nodiscard]] std::string sibling_of(std::string_view path, std::string_view name);
+
 /// Holds a new content on its way to the name `path`; worth nothing to anyone but the process that has it locked. The
 /// name tells it, whatever file has that by now.
-[[nodiscard]] std::string staging_path(const std::string& path);
+[[nodiscard]] std::string staging_path(std::string_view path, int attempt = 0);
 
-/// Holds a complete journal of a rewrite behind the names of `inode` (rewrite_journal.h).
-[[nodiscard]] std::string journal_path(const std::string& path, ino_t inode);
+/// Holds the old content of the file with that number (undo_file.h). All names of a file's start with the first one.
+[[nodiscard]] std::string undo_file_path(std::string_view path, ino_t inode, int attempt = 0);
 
-/// Removes a staging file unless a living process has it locked: sharing_violation then.
-win32_error remove_stale_staging(const std::string& path);
+/// Removes what a killed run of this user left under such a name: sharing_violation while a living one has it. Whatever
+/// else has the name stays.
+win32_error remove_leftover(const std::string& path);
 
 /// Gives the name `path` to the open file, which may be one without a name. 0, or an errno, EEXIST among them.
 [[nodiscard]] int link_open_file(int descriptor, const std::string& path);

@@ -9,6 +9,7 @@
 
 #include "platform/host/errno_codes.h"
 #include "platform/host/open_file.h"
+#include "platform/host/open_to_change.h"
 #include "platform/host/opening.h"
 #include "platform/host/staged_file.h"
 
@@ -20,7 +21,7 @@ class staged_output final : public file {
  public:
   /// `original` holds the lock of the file that is replaced; empty where there is none. `data` is the content's own
   /// descriptor.
-  staged_output(staged_file staged, unique_descriptor data, unique_descriptor original, bool is_complete)
+  staged_output(staged_file staged, unique_descriptor data, changeable_file original, bool is_complete)
       : staged_(std::move(staged)), data_(std::move(data)), original_(std::move(original)), is_complete_(is_complete) {}
 
   staged_output(const staged_output&) = delete;
@@ -72,7 +73,7 @@ class staged_output final : public file {
 
   std::optional<staged_file> staged_;  // none once it is closed
   open_file data_;
-  unique_descriptor original_;
+  changeable_file original_;
   bool is_complete_;
   win32_error failure_ = win32_error::success;  // the first one
   int exceptions_at_start_ = std::uncaught_exceptions();
@@ -81,11 +82,11 @@ class staged_output final : public file {
 }  // namespace
 
 win32_result<std::unique_ptr<file>> open_staged(const path_bytes& path, const open_request& request) {
-  open_request existing = request;
-  existing.disposition = disposition::open_existing;
-  auto original = open_regular(path, existing);
+  if (!succeeded(path.error())) return path.error();
+  auto original = open_to_change(std::string(path.view()));
   const bool is_missing = !original && original.error() == win32_error::file_not_found;
   const bool may_create = request.disposition == disposition::create_always;
+  if (original.error() == win32_error::invalid_function) return win32_error::access_denied;
   if (!original && !(is_missing && may_create)) return original.error();
 
   auto staged = staged_file::create(std::string(path.view()));
@@ -97,7 +98,7 @@ win32_result<std::unique_ptr<file>> open_staged(const path_bytes& path, const op
     if (!succeeded(given)) return given;
   }
   return std::unique_ptr<file>(std::make_unique<staged_output>(
-      *std::move(staged), std::move(data), original ? *std::move(original) : unique_descriptor(), may_create));
+      *std::move(staged), std::move(data), original ? *std::move(original) : changeable_file(), may_create));
 }
 
 }  // namespace platform::host

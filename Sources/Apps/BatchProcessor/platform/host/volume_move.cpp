@@ -1,16 +1,13 @@
 #include "platform/host/volume_move.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -18,6 +15,7 @@
 #include "platform/host/attributes_copy.h"
 #include "platform/host/errno_codes.h"
 #include "platform/host/file_bytes.h"
+#include "platform/host/file_lock.h"
 #include "platform/host/file_stamp.h"
 #include "platform/host/path_bytes.h"
 #include "platform/host/sibling_files.h"
@@ -40,24 +38,6 @@ struct moved_item {
 };
 
 std::uint64_t size_of(const moved_item& source) { return static_cast<std::uint64_t>(source.status.st_size); }
-
-// These refuse leases also when nobody writes.
-bool is_network_share(int file) {
-  struct statfs facts {};
-  if (::fstatfs(file, &facts) != 0) return true;
-  return facts.f_type == NFS_SUPER_MAGIC || facts.f_type == CIFS_SUPER_MAGIC || facts.f_type == SMB2_SUPER_MAGIC;
-}
-
-// What a writer still writes would go down with the source. False where this can't be told.
-bool is_being_written(int file) {
-  // A lease for reading is refused while anyone has the file open for writing. Whoever opens it in the moment of the
-  // lease makes the system send a signal: one that nobody heeds.
-  if (::fcntl(file, F_SETSIG, SIGURG) != 0) return false;
-  if (::fcntl(file, F_SETLEASE, F_RDLCK) != 0) return errno == EAGAIN && !is_network_share(file);
-  // The lease that stays would end with the descriptor.
-  static_cast<void>(::fcntl(file, F_SETLEASE, F_UNLCK));
-  return false;
-}
 
 // Before much is copied that would have to be removed again.
 win32_error check_may_leave(const std::string& path) {
@@ -131,7 +111,7 @@ win32_error give_up_old_name(const moved_item& source, const std::string& to, co
   win32_error failure = error_from_errno(unsynced, data_direction::writing);
   const bool is_file = source.file >= 0;
   const auto is_busy = [&] {
-    return (is_file && is_being_written(source.file)) || !is_as_it_was(source.path, source.status);
+    return (is_file && is_open_for_writing(source.file)) || !is_as_it_was(source.path, source.status);
   };
   if (succeeded(failure) && is_busy()) failure = win32_error::sharing_violation;
   if (succeeded(failure) && ::unlink(source.path.c_str()) != 0) failure = error_from_errno(errno);
@@ -141,7 +121,7 @@ win32_error give_up_old_name(const moved_item& source, const std::string& to, co
 }
 
 win32_error move_content(const moved_item& source, const std::string& to) {
-  if (is_being_written(source.file)) return win32_error::sharing_violation;
+  if (is_open_for_writing(source.file)) return win32_error::sharing_violation;
   auto copy = staged_file::create(to);
   if (!copy) return copy.error();
   win32_error done = fill(source, copy->descriptor());

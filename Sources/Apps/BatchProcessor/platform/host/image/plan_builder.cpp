@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/host/edits.h"
+#include "platform/host/edit_plan.h"
 
 namespace platform::host::image {
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <type_traits>
 #include <utility>
 
@@ -17,6 +18,12 @@ constexpr std::size_t most_descriptions = 32;  // that can take new fields; fiel
 constexpr std::size_t longest_packet = std::size_t{64} << 20;
 constexpr char name_separator = '\n';
 constexpr std::string_view white_space = " \t\r\n";
+
+// Against names made to collide. By itself the parser asks the system for one each time.
+unsigned long hash_salt() {
+  static const unsigned long salt = std::random_device{}() | 1UL;  // 0 would have it ask again
+  return salt;
+}
 
 struct expanded_name {
   std::string_view uri;
@@ -155,6 +162,7 @@ bool packet_reader::run() {
   }
   parser_.reset(XML_ParserCreateNS("UTF-8", name_separator));
   if (!parser_) return false;
+  XML_SetHashSalt(parser_.get(), hash_salt());
   set_handlers();
   const XML_Status status = XML_Parse(parser_.get(), text.data(), static_cast<int>(length), XML_TRUE);
   if (status != XML_STATUS_OK || refused_ || rdf_level_ == 0) return false;

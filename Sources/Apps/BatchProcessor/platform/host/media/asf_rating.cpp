@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/host/byte_order.h"
-#include "platform/host/edits.h"
+#include "platform/host/edit_plan.h"
 
 namespace platform::host::media {
 

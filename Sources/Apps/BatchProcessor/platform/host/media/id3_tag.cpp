@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/host/byte_order.h"
-#include "platform/host/edits.h"
+#include "platform/host/edit_plan.h"
 
 namespace platform::host::media {
 

@@ -63,7 +63,7 @@ class media_content final : public property_content {
 
 hresult media_content::open_sets() {
   if (sets_) return hresult::ok;
-  auto sets = property_sets_of_open_file(file().descriptor.get());
+  auto sets = property_sets_of_open_file(file().opened.file.get());
   if (!sets) return sets.error();
   sets_ = *std::move(sets);
   return hresult::ok;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/host/byte_order.h"
-#include "platform/host/edits.h"
+#include "platform/host/edit_plan.h"
 #include "platform/host/media/mp4_atoms.h"
 #include "platform/host/media/mp4_offsets.h"
 #include "platform/host/media/mp4_xtra.h"
