@@ -26,8 +26,9 @@ struct metadata_blocks {
 
 /// New contents. What isn't named stays.
 struct metadata_edits {
-  std::optional<std::string> xmp;  ///< the whole packet
+  std::optional<packet_change> xmp;
   std::vector<tiff_change> fields;
+  bool lays_out_anew = false;  ///< rather than in the room that is there, if that makes the next change a patch
   std::optional<std::string> iptc;
 };
 
@@ -44,6 +45,12 @@ class image_container {
   /// either. The blocks are then the first good ones.
   [[nodiscard]] bool is_whole() const { return is_whole_; }
 
+  /// The bytes of the file.
+  [[nodiscard]] byte_source& source() const { return source_; }
+
+  /// Where the XMP packet stands; of a file without one nothing.
+  [[nodiscard]] virtual std::optional<std::uint64_t> xmp_offset() const = 0;
+
   /// The longest XMP packet that the container takes.
   [[nodiscard]] virtual std::size_t xmp_limit() const = 0;
 
@@ -55,13 +62,14 @@ class image_container {
   }
 
  protected:
-  explicit image_container(container_kind kind) : kind_(kind) {}
+  image_container(container_kind kind, byte_source& source) : source_(source), kind_(kind) {}
 
   void note_damage() { is_whole_ = false; }
   void read_exif(const byte_range& range);
   /// Nothing for a packet that is there and can't be read.
   void read_xmp(std::optional<std::string> packet);
 
+  byte_source& source_;
   metadata_blocks blocks_;
 
  private:
@@ -71,6 +79,10 @@ class image_container {
   container_kind kind_;
   bool is_whole_ = true;
 };
+
+[[nodiscard]] inline tiff_growth growth_for(const metadata_edits& edits) {
+  return edits.lays_out_anew ? tiff_growth::at_end_in_page : tiff_growth::at_end;
+}
 
 /// The kind that the first bytes tell; nothing for a file of less than 12.
 [[nodiscard]] std::optional<container_kind> image_kind(byte_source& source);

@@ -6,6 +6,8 @@
 #include <iterator>
 
 #include "platform/host/image/iptc.h"
+#include "platform/host/image/xmp_spacing.h"
+#include "platform/host/patch_writer.h"
 #include "platform/host/star_scale.h"
 #include "text/conversions.h"
 #include "text/tag_list.h"
@@ -158,20 +160,47 @@ std::optional<std::vector<std::wstring>> read_keywords(const metadata_blocks& bl
 
 namespace {
 
-// More padding in the packet, so that the file grows by whole blocks: many file systems can open up such room without
-// writing anew what stands behind it.
-std::optional<edit_plan> grown_by_blocks(const image_container& container, metadata_edits edits, edit_plan plan) {
+// Where the packet will stand in the file after the plan, which brings it there as `text`.
+std::optional<std::uint64_t> new_packet_offset(const image_container& container, const edit_plan& plan,
+                                               std::string_view text) {
+  const std::optional<std::uint64_t> old_offset = container.xmp_offset();
+  std::int64_t growth_before = 0;
+  for (std::size_t i = 0; i < plan.size(); ++i) {
+    const auto start = static_cast<std::int64_t>(plan[i].offset) + growth_of(std::span(plan).first(i));
+    const std::size_t at = plan[i].bytes.find(text);
+    if (at != std::string::npos) return static_cast<std::uint64_t>(start) + at;
+    if (old_offset && plan[i].offset < *old_offset) growth_before = growth_of(std::span(plan).first(i + 1));
+  }
+  if (!old_offset) return std::nullopt;
+  return static_cast<std::uint64_t>(static_cast<std::int64_t>(*old_offset) + growth_before);
+}
+
+// For a file that is written anew: with the white space of its packet laid out so that the next change is a patch, and
+// so that the file grows by whole blocks, which some file systems share with the old file.
+std::optional<edit_plan> plan_with_new_layout(const image_container& container, metadata_edits edits) {
   constexpr std::int64_t block = 4096;
-  const std::int64_t growth = growth_of(plan);
-  if (growth <= 0 || growth % block == 0) return plan;
-  if (!edits.xmp && container.blocks().xmp) edits.xmp = container.blocks().xmp->text;
-  const auto missing = static_cast<std::size_t>(block - growth % block);
-  if (!edits.xmp || edits.xmp->size() + missing > container.xmp_limit()) return plan;
-  const std::size_t end_mark = edits.xmp->rfind("<?xpacket");
-  const bool is_marked = end_mark != std::string::npos && end_mark > 0;
-  edits.xmp->insert(is_marked ? end_mark : edits.xmp->size(), std::string(missing, ' '));
-  std::optional<edit_plan> padded = container.plan(edits);
-  return padded && growth_of(*padded) % block == 0 ? padded : plan;
+  constexpr int most_attempts = 3;  // a container may pad what has an odd size
+  const std::optional<xmp_packet>& old = container.blocks().xmp;
+  edits.lays_out_anew = true;
+  if (!edits.xmp && old) edits.xmp = packet_change{old->text, {}, false};
+  std::optional<edit_plan> plan = container.plan(edits);
+  const std::optional<xmp_packet> packet = edits.xmp ? parse_xmp_packet(edits.xmp->text) : std::nullopt;
+  if (!plan || !packet) return plan;
+  for (int attempt = 0; attempt < most_attempts; ++attempt) {
+    const auto offset = new_packet_offset(container, *plan, edits.xmp->text);
+    if (!offset) return plan;
+    packet_place place{*offset, 0, old ? old->text.size() : 0, container.xmp_limit()};
+    place.other_growth = growth_of(*plan) - static_cast<std::int64_t>(edits.xmp->text.size()) +
+                         static_cast<std::int64_t>(place.old_size);
+    std::optional<std::string> text = laid_out(*packet, place);
+    if (!text) return plan;
+    edits.xmp = packet_change{*std::move(text), {}, false};
+    std::optional<edit_plan> next = container.plan(edits);
+    if (!next) return plan;
+    plan = std::move(next);
+    if (growth_of(*plan) % block == 0) break;
+  }
+  return plan;
 }
 
 }  // namespace
@@ -190,14 +219,16 @@ std::optional<edit_plan> plan_change(const image_container& container, const ima
   if (blocks.xmp) {
     edits.xmp = edit_xmp_packet(*blocks.xmp, xmp, container.xmp_limit());
     if (!edits.xmp) return std::nullopt;
-    if (*edits.xmp == blocks.xmp->text) edits.xmp.reset();
+    if (edits.xmp->text == blocks.xmp->text) edits.xmp.reset();
   } else if (std::any_of(xmp.begin(), xmp.end(), [](const xmp_change& field) { return !field.values.empty(); })) {
-    edits.xmp = new_xmp_packet(xmp, container.xmp_limit());
-    if (!edits.xmp) return std::nullopt;
+    std::optional<std::string> packet = new_xmp_packet(xmp, container.xmp_limit());
+    if (!packet) return std::nullopt;
+    edits.xmp = packet_change{*std::move(packet), {}, false};
   }
   std::optional<edit_plan> plan = container.plan(edits);
-  if (!plan) return std::nullopt;
-  return grown_by_blocks(container, std::move(edits), *std::move(plan));
+  if (plan && (plan->empty() || patch_from(container.source(), *plan))) return plan;
+  std::optional<edit_plan> laid_out_plan = plan_with_new_layout(container, std::move(edits));
+  return laid_out_plan ? laid_out_plan : plan;
 }
 
 std::optional<edit_plan> plan_xmp_in_place(const image_container& container, std::span<const xmp_change> changes) {

@@ -102,6 +102,10 @@ class jpeg_container final : public image_container {
   explicit jpeg_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_payload - xmp_signature.size(); }
+  [[nodiscard]] std::optional<std::uint64_t> xmp_offset() const override {
+    const segment* xmp = find(segment_kind::xmp);
+    return xmp == nullptr ? std::nullopt : std::optional(xmp->payload);
+  }
 
  private:
   [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
@@ -112,12 +116,11 @@ class jpeg_container final : public image_container {
   [[nodiscard]] std::uint64_t place_of_exif() const;
   [[nodiscard]] std::uint64_t place_of_xmp() const;
   void set_length(plan_builder& plan, const segment& of, std::size_t payload_size) const;
-  [[nodiscard]] bool plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const;
-  void plan_xmp(plan_builder& plan, const std::string& packet) const;
+  [[nodiscard]] bool plan_exif(plan_builder& plan, const metadata_edits& edits) const;
+  void plan_xmp(plan_builder& plan, const packet_change& packet) const;
   void plan_iptc(plan_builder& plan, const std::string& iptc) const;
   [[nodiscard]] bool plan_mpf(plan_builder& plan) const;
 
-  byte_source& source_;
   std::vector<segment> segments_;
   std::string photoshop_;  // the resources of all segments together: one may reach over several
 };
@@ -133,7 +136,7 @@ std::size_t jpeg_container::count(segment_kind kind) const {
       std::count_if(segments_.begin(), segments_.end(), [kind](const segment& s) { return s.kind == kind; }));
 }
 
-jpeg_container::jpeg_container(byte_source& source) : image_container(container_kind::jpeg), source_(source) {
+jpeg_container::jpeg_container(byte_source& source) : image_container(container_kind::jpeg, source) {
   if (!list_segments(source, segments_)) note_damage();
   // Which of two Exif or XMP blocks other programs believe differs from one to the next.
   for (const segment_kind kind : {segment_kind::exif, segment_kind::xmp, segment_kind::mpf}) {
@@ -192,39 +195,37 @@ void jpeg_container::set_length(plan_builder& plan, const segment& of, std::size
   plan.replace(of.offset + 2, length_of(of.payload_size()), length_of(payload_size));
 }
 
-// A block that has no space for more in its segment goes without new fields, XMP carries the values alone then. Fields
-// that it has are changed or removed all the same: a stale one would contradict.
-bool jpeg_container::plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const {
+// False where the block has no space for a field in its segment: XMP alone would contradict what Exif says.
+bool jpeg_container::plan_exif(plan_builder& plan, const metadata_edits& edits) const {
   constexpr std::uint64_t largest_block = largest_payload - exif_signature.size();
   const segment* exif = find(segment_kind::exif);
   if (exif == nullptr) {
-    const bool removes_only = std::all_of(fields.begin(), fields.end(), [](const tiff_change& change) {
+    const bool removes_only = std::all_of(edits.fields.begin(), edits.fields.end(), [](const tiff_change& change) {
       return std::holds_alternative<std::monostate>(change.value);
     });
     if (removes_only) return true;
-    const std::string block = new_tiff_block(fields);
+    const std::string block = new_tiff_block(edits.fields);
     if (block.size() > largest_block) return true;
     plan.splice_in(place_of_exif(), 0, segment_bytes(marker_app1, exif_signature, block));
     return true;
   }
-  std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, fields, tiff_growth::at_end, largest_block);
-  if (!edit) edit = edit_tiff_block(*blocks_.exif, fields, tiff_growth::none, largest_block);
+  auto edit = edit_tiff_block(*blocks_.exif, edits.fields, growth_for(edits), largest_block);
+  // A block that has no field of the kind goes without: there is nothing to contradict.
+  if (!edit) edit = edit_tiff_block(*blocks_.exif, edits.fields, tiff_growth::none, largest_block);
   if (!edit) return false;
-  for (splice& patch : edit->patches) {
-    plan.splice_in(exif->payload + patch.offset, patch.erase, std::move(patch.bytes));
-  }
+  plan.add(exif->payload, std::move(edit->patches));
   set_length(plan, *exif, exif->payload_size() + edit->appended.size());
   plan.splice_in(exif->end, 0, std::move(edit->appended));
   return true;
 }
 
-void jpeg_container::plan_xmp(plan_builder& plan, const std::string& packet) const {
+void jpeg_container::plan_xmp(plan_builder& plan, const packet_change& packet) const {
   const segment* xmp = find(segment_kind::xmp);
   if (xmp == nullptr) {
-    plan.splice_in(place_of_xmp(), 0, segment_bytes(marker_app1, xmp_signature, packet));
+    plan.splice_in(place_of_xmp(), 0, segment_bytes(marker_app1, xmp_signature, packet.text));
     return;
   }
-  set_length(plan, *xmp, packet.size());
+  set_length(plan, *xmp, packet.text.size());
   plan.replace(xmp->payload, blocks_.xmp->text, packet);
 }
 
@@ -264,8 +265,8 @@ bool jpeg_container::plan_mpf(plan_builder& plan) const {
 
 std::optional<edit_plan> jpeg_container::plan_whole(const metadata_edits& edits) const {
   plan_builder plan;
-  if (!plan_exif(plan, edits.fields)) return std::nullopt;
-  if (edits.xmp && edits.xmp->size() > xmp_limit()) return std::nullopt;
+  if (!plan_exif(plan, edits)) return std::nullopt;
+  if (edits.xmp && edits.xmp->text.size() > xmp_limit()) return std::nullopt;
   if (edits.xmp) plan_xmp(plan, *edits.xmp);
   if (edits.iptc && blocks_.iptc) plan_iptc(plan, *edits.iptc);
   if (!plan_mpf(plan)) return std::nullopt;

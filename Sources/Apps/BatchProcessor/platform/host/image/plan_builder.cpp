@@ -11,6 +11,23 @@ void plan_builder::replace(std::uint64_t offset, std::string_view old_bytes, std
   add_difference(plan_, offset, old_bytes, new_bytes);
 }
 
+void plan_builder::replace(std::uint64_t offset, std::string_view old_text, const packet_change& change) {
+  if (old_text.size() != change.text.size() || change.pieces.empty()) return replace(offset, old_text, change.text);
+  for (const text_range& piece : change.pieces) {
+    const std::size_t before = plan_.size();
+    replace(offset + piece.begin, old_text.substr(piece.begin, piece.size()),
+            std::string_view(change.text).substr(piece.begin, piece.size()));
+    if (plan_.size() > before) plan_.back().stands_alone = change.pieces_stand_alone;
+  }
+}
+
+void plan_builder::add(std::uint64_t offset, std::vector<splice> splices) {
+  for (splice& part : splices) {
+    part.offset += offset;
+    plan_.push_back(std::move(part));
+  }
+}
+
 void plan_builder::splice_in(std::uint64_t offset, std::uint64_t erase, std::string bytes) {
   if (erase == 0 && bytes.empty()) return;
   plan_.push_back({offset, erase, std::move(bytes)});
@@ -31,7 +48,8 @@ edit_plan plan_builder::take() {
   });
   edit_plan merged;
   for (splice& change : plan_) {
-    if (!merged.empty() && merged.back().offset + merged.back().erase == change.offset) {
+    const bool touches = !merged.empty() && merged.back().offset + merged.back().erase == change.offset;
+    if (touches && !merged.back().stands_alone && !change.stands_alone) {
       merged.back().erase += change.erase;
       merged.back().bytes += change.bytes;
     } else {

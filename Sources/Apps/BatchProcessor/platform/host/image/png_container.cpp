@@ -75,6 +75,9 @@ class png_container final : public image_container {
   explicit png_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata - xmp_head.size(); }
+  [[nodiscard]] std::optional<std::uint64_t> xmp_offset() const override {
+    return chunks_.xmp ? std::optional(chunks_.xmp->data() + xmp_at_) : std::nullopt;
+  }
 
  private:
   [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
@@ -82,14 +85,13 @@ class png_container final : public image_container {
   [[nodiscard]] std::optional<std::string> read_packet();
   void replace(plan_builder& plan, const png_chunk& old, const std::string& old_data, const std::string& data) const;
 
-  byte_source& source_;
   chunk_list chunks_;
   std::string exif_data_;
   std::string xmp_data_;
   std::size_t xmp_at_ = 0;  // in its chunk's data
 };
 
-png_container::png_container(byte_source& source) : image_container(container_kind::png), source_(source) {
+png_container::png_container(byte_source& source) : image_container(container_kind::png, source) {
   if (!list_chunks(source, chunks_)) note_damage();
   if (chunks_.exif) read_exif_chunk();
   if (chunks_.xmp) read_xmp(read_packet());
@@ -131,7 +133,7 @@ void png_container::replace(plan_builder& plan, const png_chunk& old, const std:
 std::optional<edit_plan> png_container::plan_whole(const metadata_edits& edits) const {
   plan_builder plan;
   if (blocks_.exif) {
-    std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, edits.fields, tiff_growth::at_end, largest_metadata);
+    std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, edits.fields, growth_for(edits), largest_metadata);
     if (!edit) return std::nullopt;
     std::string data = exif_data_;
     for (const splice& patch : edit->patches)
@@ -139,12 +141,12 @@ std::optional<edit_plan> png_container::plan_whole(const metadata_edits& edits) 
     data += edit->appended;
     replace(plan, *chunks_.exif, exif_data_, data);
   }
-  if (edits.xmp && edits.xmp->size() > xmp_limit()) return std::nullopt;
+  if (edits.xmp && edits.xmp->text.size() > xmp_limit()) return std::nullopt;
   if (edits.xmp && chunks_.xmp) {
-    replace(plan, *chunks_.xmp, xmp_data_, xmp_data_.substr(0, xmp_at_) + *edits.xmp);
+    replace(plan, *chunks_.xmp, xmp_data_, xmp_data_.substr(0, xmp_at_) + edits.xmp->text);
   } else if (edits.xmp) {
     // Right behind IHDR, where no chunk counts on its place.
-    plan.splice_in(chunks_.first_end, 0, chunk_bytes("iTXt", std::string(xmp_head) + *edits.xmp));
+    plan.splice_in(chunks_.first_end, 0, chunk_bytes("iTXt", std::string(xmp_head) + edits.xmp->text));
   }
   return plan.take();
 }

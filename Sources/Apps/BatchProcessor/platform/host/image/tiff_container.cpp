@@ -5,6 +5,7 @@
 #include "platform/host/image/iptc.h"
 #include "platform/host/image/photoshop_resources.h"
 #include "platform/host/image/plan_builder.h"
+#include "platform/host/image/tiff_usage.h"
 
 namespace platform::host::image {
 
@@ -18,16 +19,17 @@ class tiff_container final : public image_container {
   explicit tiff_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata; }
+  [[nodiscard]] std::optional<std::uint64_t> xmp_offset() const override;
 
  private:
   [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
   void read_iptc(const tiff_entry& entry);
+  [[nodiscard]] bool stays_in_place(const packet_change& packet) const;
 
-  byte_source& source_;
   std::optional<std::string> resources_;
 };
 
-tiff_container::tiff_container(byte_source& source) : image_container(container_kind::tiff), source_(source) {
+tiff_container::tiff_container(byte_source& source) : image_container(container_kind::tiff, source) {
   read_exif({&source_, 0, source_.size()});
   if (!blocks_.exif || blocks_.exif->directory.entries.empty()) {
     note_damage();
@@ -48,10 +50,29 @@ void tiff_container::read_iptc(const tiff_entry& entry) {
   if (!resources_) note_damage();
 }
 
+std::optional<std::uint64_t> tiff_container::xmp_offset() const {
+  const tiff_entry* packet = blocks_.exif ? blocks_.exif->directory.find(tiff_tag::xmp) : nullptr;
+  const auto area = packet == nullptr ? std::nullopt : tiff_value_area(blocks_.exif->directory, *packet);
+  return area ? std::optional(area->begin) : std::nullopt;
+}
+
+// Whether the packet can be changed where it stands: some writers let equal values share their bytes.
+bool tiff_container::stays_in_place(const packet_change& packet) const {
+  const auto offset = xmp_offset();
+  if (!offset || !blocks_.xmp || packet.text.size() != blocks_.xmp->text.size()) return false;
+  tiff_usage usage(*blocks_.exif);
+  return usage.is_value_alone({*offset, *offset + packet.text.size()}, static_cast<std::uint16_t>(tiff_tag::xmp));
+}
+
 std::optional<edit_plan> tiff_container::plan_whole(const metadata_edits& edits) const {
-  if (edits.xmp && edits.xmp->size() > xmp_limit()) return std::nullopt;
+  if (edits.xmp && edits.xmp->text.size() > xmp_limit()) return std::nullopt;
   std::vector<tiff_change> changes = edits.fields;
-  if (edits.xmp) changes.push_back({tiff_tag::xmp, *edits.xmp});
+  plan_builder plan;
+  if (edits.xmp && stays_in_place(*edits.xmp)) {
+    plan.replace(*xmp_offset(), blocks_.xmp->text, *edits.xmp);
+  } else if (edits.xmp) {
+    changes.push_back({tiff_tag::xmp, edits.xmp->text});
+  }
   if (edits.iptc && *edits.iptc != blocks_.iptc) {
     std::string iptc = *edits.iptc;
     // Some programs declare the bytes as whole numbers of four.
@@ -64,11 +85,9 @@ std::optional<edit_plan> tiff_container::plan_whole(const metadata_edits& edits)
     }
     changes.push_back({tiff_tag::iptc, std::move(iptc)});
   }
-  std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, changes, tiff_growth::at_end, largest_file);
+  auto edit = edit_tiff_block(*blocks_.exif, changes, growth_for(edits), largest_file);
   if (!edit) return std::nullopt;
-  plan_builder plan;
-  for (splice& patch : edit->patches)
-    plan.splice_in(patch.offset, patch.erase, std::move(patch.bytes));
+  plan.add(0, std::move(edit->patches));
   plan.splice_in(source_.size(), 0, std::move(edit->appended));
   return plan.take();
 }

@@ -117,8 +117,9 @@ struct tiff_edit {
 
 /// What happens to a new field for which the block's own room doesn't suffice.
 enum class tiff_growth {
-  at_end,  ///< the directory moves to the block's end, with room for the next time
-  none,    ///< a new field is left out, an old one that no longer fits is removed
+  at_end,          ///< the directory moves to the block's end, with room for the next time
+  at_end_in_page,  ///< the same, also where the room would do but the change reaches over several pages of the file
+  none,            ///< a new field is left out; where an old one no longer fits, nothing can be done
 };
 
 /// A block may be as long as `size_limit`: the room left for the next time shrinks to keep it. Nothing where even that

@@ -6,6 +6,7 @@
 //
 // The same field is what Windows leaves behind in files, so that its room serves here, too.
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "platform/host/image/tiff_directory.h"
@@ -15,6 +16,7 @@ namespace platform::host::image {
 
 namespace {
 
+constexpr std::uint64_t page_size = 4096;
 constexpr std::uint64_t room_sizes[] = {2048, 512, 0};  // tried in turn
 constexpr std::uint64_t smallest_room = 8;              // below that its entry would hold the value itself
 constexpr std::string_view room_signature = "\x1c\xea";
@@ -24,13 +26,14 @@ constexpr std::uint64_t even(std::uint64_t offset) { return offset + offset % 2;
 // XMP and IPTC of a TIFF file have room of their own, or are too large for the common one.
 bool has_own_place(tiff_tag tag) { return tag != tiff_tag::keywords; }
 
-struct patch {
+struct block_patch {
   std::uint64_t offset = 0;
   std::string bytes;
+  bool stands_alone = false;
 };
 
 // Of patches that cover the same bytes the last one holds.
-edit_plan resolve(const std::vector<patch>& patches) {
+edit_plan resolve(const std::vector<block_patch>& patches) {
   edit_plan plan;
   for (auto it = patches.rbegin(); it != patches.rend(); ++it) {
     std::vector<tiff_area> free = {{it->offset, it->offset + it->bytes.size()}};
@@ -44,8 +47,8 @@ edit_plan resolve(const std::vector<patch>& patches) {
       free = std::move(rest);
     }
     for (const tiff_area& area : free) {
-      plan.push_back(
-          {area.begin, area.end - area.begin, it->bytes.substr(area.begin - it->offset, area.end - area.begin)});
+      plan.push_back({area.begin, area.end - area.begin,
+                      it->bytes.substr(area.begin - it->offset, area.end - area.begin), it->stands_alone});
     }
   }
   std::sort(plan.begin(), plan.end(), [](const splice& a, const splice& b) { return a.offset < b.offset; });
@@ -65,8 +68,10 @@ class directory_editor {
         room_(find_room()) {}
 
   [[nodiscard]] bool apply(const tiff_change& change);
+  [[nodiscard]] bool lay_out_numbers();
   [[nodiscard]] bool lay_out_in_place();
   [[nodiscard]] bool lay_out_at_end(std::uint64_t size_limit);
+  [[nodiscard]] bool is_in_one_page() const;
   [[nodiscard]] tiff_edit result() { return {resolve(patches_), std::move(appended_)}; }
 
  private:
@@ -91,6 +96,7 @@ class directory_editor {
     find(tag)->value = u32_bytes(static_cast<std::uint32_t>(offset), order_);
   }
   void set_room_entry(const tiff_area& room);
+  [[nodiscard]] std::uint64_t place_in_one_page(std::uint64_t size) const;
 
   const tiff_block& block_;
   tiff_usage& usage_;
@@ -99,7 +105,7 @@ class directory_editor {
   std::vector<tiff_entry> entries_;
   std::optional<tiff_area> room_;
   std::vector<homeless_value> homeless_;
-  std::vector<patch> patches_;
+  std::vector<block_patch> patches_;
   std::string appended_;
   bool changed_ = false;
 };
@@ -209,6 +215,16 @@ void directory_editor::set_room_entry(const tiff_area& room) {
   point_at(tag, room.begin);
 }
 
+bool directory_editor::is_in_one_page() const {
+  std::set<std::uint64_t> pages;
+  for (const splice& part : resolve(patches_)) {
+    const std::uint64_t begin = block_.range.begin + part.offset;
+    if (part.stands_alone || part.erase == 0) continue;
+    pages.insert({begin / page_size, (begin + part.erase - 1) / page_size});
+  }
+  return pages.size() <= 1;
+}
+
 std::string directory_editor::directory_bytes() const {
   std::string bytes;
   append_u16(bytes, static_cast<std::uint16_t>(entries_.size()), order_);
@@ -222,9 +238,26 @@ std::string directory_editor::directory_bytes() const {
   return bytes;
 }
 
+// Where nothing changes but numbers that stand in their entries, each can be written by itself.
+bool directory_editor::lay_out_numbers() {
+  const std::vector<tiff_entry>& old = block_.directory.entries;
+  if (!patches_.empty() || !homeless_.empty() || !appended_.empty() || entries_.size() != old.size()) return false;
+  std::vector<block_patch> numbers;
+  for (std::size_t i = 0; i < old.size(); ++i) {
+    const tiff_entry& entry = entries_[i];
+    if (entry.tag != old[i].tag || entry.type != old[i].type || entry.count != old[i].count) return false;
+    if (entry.value == old[i].value) continue;
+    if (tiff_value_area(block_.directory, entry)) return false;
+    numbers.push_back({block_.directory.offset + 2 + 12 * i + 8, entry.value, true});
+  }
+  patches_ = std::move(numbers);
+  return true;
+}
+
 bool directory_editor::lay_out_in_place() {
   if (!changed_) return true;
   if (!usage_.is_first_directory_alone()) return false;
+  if (lay_out_numbers()) return true;
   const tiff_directory& directory = block_.directory;
   const std::uint64_t old_end = directory.offset + directory.size();
   const std::uint64_t size = new_directory_size();
@@ -260,15 +293,25 @@ bool directory_editor::lay_out_in_place() {
   return true;
 }
 
+// From the block's end on, at an even offset; where a page of the file takes it all, without a page border in it.
+std::uint64_t directory_editor::place_in_one_page(std::uint64_t size) const {
+  const std::uint64_t place = even(end_of_block());
+  const std::uint64_t in_page = (block_.range.begin + place) % page_size;
+  if (in_page + size <= page_size || size >= page_size) return place;
+  return even(place + page_size - in_page);
+}
+
 bool directory_editor::lay_out_at_end(std::uint64_t size_limit) {
   const bool had_room_entry = block_.directory.find(tiff_tag::padding) != nullptr;
-  const std::uint64_t offset = even(end_of_block());
   std::uint64_t values = 0;
   for (const homeless_value& value : homeless_)
     values += even(value.bytes.size());
   for (const std::uint64_t room_size : room_sizes) {
     const std::uint64_t entry_of_room = room_size > 0 && !had_room_entry ? 12 : 0;
-    const std::uint64_t room_begin = offset + new_directory_size() + entry_of_room;
+    const std::uint64_t directory_size = new_directory_size() + entry_of_room;
+    std::uint64_t offset = place_in_one_page(directory_size + room_size + values);
+    if (offset + directory_size + room_size + values > size_limit) offset = even(end_of_block());
+    const std::uint64_t room_begin = offset + directory_size;
     std::uint64_t place = room_begin + room_size;
     if (place + values > size_limit) continue;
     if (entries_.size() + (entry_of_room > 0 ? 1 : 0) > UINT16_MAX) return false;
@@ -303,15 +346,15 @@ std::optional<tiff_edit> edit_tiff_block(const tiff_block& block, std::span<cons
   directory_editor editor(block, usage, new_values::placed);
   if (!apply_all(editor)) return std::nullopt;
   directory_editor moved = editor;
-  if (editor.lay_out_in_place()) {
+  const bool fits_in_place = editor.lay_out_in_place();
+  const bool moves = !fits_in_place || (growth == tiff_growth::at_end_in_page && !editor.is_in_one_page());
+  if (growth != tiff_growth::none && moves && moved.lay_out_at_end(size_limit)) return moved.result();
+  if (fits_in_place) {
     tiff_edit edit = editor.result();
     if (edit.appended.empty() || block.range.size + edit.appended.size() <= size_limit) return edit;
     return std::nullopt;
   }
-  if (growth == tiff_growth::at_end) {
-    if (!moved.lay_out_at_end(size_limit)) return std::nullopt;
-    return moved.result();
-  }
+  if (growth != tiff_growth::none) return std::nullopt;
   directory_editor existing(block, usage, new_values::dropped);
   if (!apply_all(existing) || !existing.lay_out_in_place()) return std::nullopt;
   return existing.result();

@@ -68,21 +68,23 @@ class webp_container final : public image_container {
   explicit webp_container(byte_source& source);
 
   [[nodiscard]] std::size_t xmp_limit() const override { return largest_metadata; }
+  [[nodiscard]] std::optional<std::uint64_t> xmp_offset() const override {
+    return chunks_.xmp ? std::optional(chunks_.xmp->data()) : std::nullopt;
+  }
 
  private:
   [[nodiscard]] std::optional<edit_plan> plan_whole(const metadata_edits& edits) const override;
   [[nodiscard]] bool read_head();
   [[nodiscard]] std::optional<std::string> read_packet() const;
   [[nodiscard]] bool is_extended() const { return chunks_.first.type == "VP8X"; }
-  [[nodiscard]] bool plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const;
-  [[nodiscard]] bool plan_xmp(plan_builder& plan, const std::string& packet) const;
+  [[nodiscard]] bool plan_exif(plan_builder& plan, const metadata_edits& edits) const;
+  [[nodiscard]] bool plan_xmp(plan_builder& plan, const packet_change& packet) const;
 
-  byte_source& source_;
   chunk_list chunks_;
   std::string flags_;  // the first byte of VP8X
 };
 
-webp_container::webp_container(byte_source& source) : image_container(container_kind::webp), source_(source) {
+webp_container::webp_container(byte_source& source) : image_container(container_kind::webp, source) {
   if (!list_chunks(source, chunks_) || !read_head()) note_damage();
   if (chunks_.exif) read_exif(webp_exif_block(source_, *chunks_.exif));
   if (chunks_.xmp) read_xmp(read_packet());
@@ -102,12 +104,11 @@ std::optional<std::string> webp_container::read_packet() const {
   return source_.read(chunks_.xmp->data(), chunks_.xmp->size);
 }
 
-bool webp_container::plan_exif(plan_builder& plan, const std::vector<tiff_change>& fields) const {
-  std::optional<tiff_edit> edit = edit_tiff_block(*blocks_.exif, fields, tiff_growth::at_end, largest_metadata);
+bool webp_container::plan_exif(plan_builder& plan, const metadata_edits& edits) const {
+  auto edit = edit_tiff_block(*blocks_.exif, edits.fields, growth_for(edits), largest_metadata);
   if (!edit) return false;
   const byte_range& block = blocks_.exif->range;
-  for (splice& patch : edit->patches)
-    plan.splice_in(block.begin + patch.offset, patch.erase, std::move(patch.bytes));
+  plan.add(block.begin, std::move(edit->patches));
   if (edit->appended.empty()) return true;
   const webp_chunk& exif = *chunks_.exif;
   const auto size = static_cast<std::uint32_t>(exif.size + edit->appended.size());
@@ -117,13 +118,13 @@ bool webp_container::plan_exif(plan_builder& plan, const std::vector<tiff_change
   return true;
 }
 
-bool webp_container::plan_xmp(plan_builder& plan, const std::string& packet) const {
-  if (packet.size() > xmp_limit()) return false;
-  const std::string bytes = chunk_bytes("XMP ", packet);
+bool webp_container::plan_xmp(plan_builder& plan, const packet_change& packet) const {
+  if (packet.text.size() > xmp_limit()) return false;
+  const std::string bytes = chunk_bytes("XMP ", packet.text);
   if (chunks_.xmp) {
     const std::string old = chunk_bytes("XMP ", blocks_.xmp->text);
-    if (packet.size() == blocks_.xmp->text.size()) {
-      plan.replace(chunks_.xmp->offset, old, bytes);  // the padding byte, whatever it is, is the same in both
+    if (packet.text.size() == blocks_.xmp->text.size()) {
+      plan.replace(chunks_.xmp->data(), blocks_.xmp->text, packet);
     } else {
       plan.splice_in(chunks_.xmp->offset, old.size(), bytes);
     }
@@ -143,7 +144,7 @@ bool webp_container::plan_xmp(plan_builder& plan, const std::string& packet) con
 
 std::optional<edit_plan> webp_container::plan_whole(const metadata_edits& edits) const {
   plan_builder plan;
-  if (blocks_.exif && !plan_exif(plan, edits.fields)) return std::nullopt;
+  if (blocks_.exif && !plan_exif(plan, edits)) return std::nullopt;
   if (edits.xmp && !plan_xmp(plan, *edits.xmp)) return std::nullopt;
   const std::uint64_t old_size = chunks_.end - 8;
   const std::uint64_t new_size = old_size + static_cast<std::uint64_t>(plan.growth(0, chunks_.end + 1));

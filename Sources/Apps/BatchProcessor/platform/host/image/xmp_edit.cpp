@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "platform/host/image/xmp_packet.h"
+#include "platform/host/image/xmp_spacing.h"
 
 namespace platform::host::image {
 
@@ -10,11 +12,6 @@ namespace {
 constexpr std::size_t new_padding_size = 2048;
 constexpr std::string_view white_space = " \t\r\n";
 constexpr std::string_view replacement_character = "\xef\xbf\xbd";
-
-struct text_edit {
-  text_range range;
-  std::string text;
-};
 
 std::string_view trimmed(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(white_space);
@@ -67,14 +64,6 @@ std::string escaped(std::string_view text) {
   return out;
 }
 
-std::string padding_of(std::size_t size) {
-  constexpr std::size_t line = 100;
-  std::string padding(size, ' ');
-  for (std::size_t i = 0; i < size; i += line)
-    padding[i] = '\n';
-  return padding;
-}
-
 bool same_values(const xmp_occurrence& occurrence, const std::vector<std::string>& values) {
   const bool is_bag = name_of(occurrence.field).is_bag;
   return std::equal(occurrence.items.begin(), occurrence.items.end(), values.begin(), values.end(),
@@ -91,32 +80,38 @@ struct additions {
 
 class packet_editor {
  public:
-  explicit packet_editor(const xmp_packet& packet) : packet_(packet) {
-    for (const xmp_host_element& description : packet.descriptions)
-      hosts_.push_back(description);
-    if (hosts_.empty()) hosts_.emplace_back();
+  explicit packet_editor(const xmp_packet& packet) : packet_(packet), hosts_(packet.descriptions) {
+    hosts_.emplace_back();  // a new one
     additions_.resize(hosts_.size());
   }
 
   void change(const xmp_change& change);
-  [[nodiscard]] std::optional<std::string> apply(std::size_t size_limit);
+  [[nodiscard]] std::optional<packet_change> apply(std::size_t size_limit);
 
  private:
   [[nodiscard]] std::string_view at(const text_range& range) const {
     return std::string_view(packet_.text).substr(range.begin, range.size());
   }
-  void replace(const text_range& range, std::string text) { edits_.push_back({range, std::move(text)}); }
+  // White space may be taken from where the edit ends, or from a later place.
+  void replace(const text_range& range, std::string text) { replace(range, std::move(text), range.end); }
+  void replace(const text_range& range, std::string text, std::size_t spacing, bool in_tag = false) {
+    edits_.push_back({range, std::move(text), spacing, in_tag});
+  }
   void set(const xmp_occurrence& occurrence, const std::vector<std::string>& values);
   void add(xmp_field field, const std::vector<std::string>& values);
   [[nodiscard]] std::string bag_content(const xmp_occurrence& occurrence, const std::vector<std::string>& values) const;
   [[nodiscard]] std::string self_contained(const xmp_occurrence& occurrence,
                                            const std::vector<std::string>& values) const;
   [[nodiscard]] std::string prefix_for(xmp_field field, std::size_t host);
+  [[nodiscard]] bool can_host(const xmp_host_element& description) const;
+  [[nodiscard]] std::size_t host_for(xmp_field field) const;
   void place_additions();
   void place_new_description();
+  [[nodiscard]] packet_change applied(const std::vector<text_edit>& edits) const;
+  [[nodiscard]] std::optional<packet_change> grown(std::size_t size_limit) const;
 
   const xmp_packet& packet_;
-  std::vector<xmp_host_element> hosts_;  // the packet's descriptions; where it has none, a new one
+  std::vector<xmp_host_element> hosts_;  // the packet's descriptions, and a new one at the end
   std::vector<additions> additions_;     // one for each host
   std::vector<text_edit> edits_;
 };
@@ -128,7 +123,8 @@ void packet_editor::change(const xmp_change& change) {
     if (same_values(occurrence, change.values)) {
       present = true;
     } else if (change.values.empty() || (occurrence.form == xmp_form::attribute && name_of(change.field).is_bag)) {
-      replace(occurrence.whole, "");  // a list can't be an attribute: it is added as an element
+      // A list can't be an attribute: it is added as an element.
+      replace(occurrence.whole, "", occurrence.whole.end, occurrence.form == xmp_form::attribute);
     } else {
       set(occurrence, change.values);
       present = true;
@@ -140,9 +136,15 @@ void packet_editor::change(const xmp_change& change) {
 void packet_editor::set(const xmp_occurrence& occurrence, const std::vector<std::string>& values) {
   const bool is_bag = name_of(occurrence.field).is_bag;
   if (is_bag && occurrence.form == xmp_form::bag) {
-    replace(occurrence.content, bag_content(occurrence, values));
-  } else if (!is_bag && (occurrence.form == xmp_form::text || occurrence.form == xmp_form::attribute)) {
-    replace(occurrence.content, escaped(values.front()));
+    std::string content = bag_content(occurrence, values);
+    content.resize(content.find_last_not_of(white_space) + 1);
+    const std::string_view old = at(occurrence.content);
+    const std::size_t old_size = old.find_last_not_of(white_space) + 1;
+    replace({occurrence.content.begin, occurrence.content.begin + old_size}, std::move(content));
+  } else if (!is_bag && occurrence.form == xmp_form::text) {
+    replace(occurrence.content, escaped(values.front()), packet_.text.find('>', occurrence.content.end) + 1);
+  } else if (!is_bag && occurrence.form == xmp_form::attribute) {
+    replace(occurrence.content, escaped(values.front()), occurrence.content.end + 1, true);
   } else {
     const std::string_view old = at(occurrence.whole);
     const std::string_view space = old.substr(0, old.find('<'));
@@ -224,12 +226,31 @@ std::string packet_editor::prefix_for(xmp_field field, std::size_t host) {
   return prefix;
 }
 
-void packet_editor::add(xmp_field field, const std::vector<std::string>& values) {
+// Not the description that goes with the people regions, nor a long one, whose changes would reach over several pages.
+bool packet_editor::can_host(const xmp_host_element& description) const {
+  constexpr std::string_view regions_mark = "qzxx:managed";
+  constexpr std::size_t longest = 2048;
+  const std::size_t end = std::max(description.start_tag.end, description.end_tag);
+  const std::string_view text = at({description.start_tag.begin, end});
+  return text.size() <= longest && text.find(regions_mark) == std::string_view::npos;
+}
+
+// The first that knows the prefix, else the first at all, else a new one.
+std::size_t packet_editor::host_for(xmp_field field) const {
   const auto index = static_cast<std::size_t>(field);
-  const auto declared = std::find_if(hosts_.begin(), hosts_.end(), [index](const xmp_host_element& candidate) {
-    return !candidate.prefixes[index].empty();
-  });
-  const auto host = declared == hosts_.end() ? 0 : static_cast<std::size_t>(declared - hosts_.begin());
+  const std::size_t new_host = hosts_.size() - 1;
+  std::size_t host = new_host;
+  for (std::size_t i = new_host; i-- > 0;) {
+    if (!can_host(hosts_[i])) continue;
+    const bool knows_prefix = !hosts_[i].prefixes[index].empty();
+    if (knows_prefix || host == new_host || hosts_[host].prefixes[index].empty()) host = i;
+  }
+  // Fields that were given to the new one stay together.
+  return additions_[new_host].attributes.empty() ? host : new_host;
+}
+
+void packet_editor::add(xmp_field field, const std::vector<std::string>& values) {
+  const std::size_t host = host_for(field);
   const xmp_name& name = name_of(field);
   const std::string qualified = prefix_for(field, host) + ":" + std::string(name.local);
   if (!name.is_bag) {
@@ -247,12 +268,12 @@ void packet_editor::add(xmp_field field, const std::vector<std::string>& values)
 }
 
 void packet_editor::place_additions() {
-  if (packet_.descriptions.empty()) return place_new_description();
-  for (std::size_t i = 0; i < hosts_.size(); ++i) {
+  place_new_description();
+  for (std::size_t i = 0; i + 1 < hosts_.size(); ++i) {
     const xmp_host_element& host = hosts_[i];
     const additions& added = additions_[i];
     const std::size_t tag_close = host.attributes_end;
-    if (!added.attributes.empty()) replace({tag_close, tag_close}, added.attributes);
+    if (!added.attributes.empty()) replace({tag_close, tag_close}, added.attributes, tag_close, true);
     if (added.children.empty()) continue;
     if (host.closes_itself) {
       replace({tag_close, host.start_tag.end}, ">" + added.children + "\n  </" + host.name + ">");
@@ -264,7 +285,7 @@ void packet_editor::place_additions() {
 }
 
 void packet_editor::place_new_description() {
-  const additions& added = additions_.front();
+  const additions& added = additions_.back();
   if (added.attributes.empty()) return;  // every addition declares its prefix
   const xmp_host_element& rdf = packet_.rdf;
   std::string text = "\n  <rdf:Description rdf:about=\"\"";
@@ -279,40 +300,47 @@ void packet_editor::place_new_description() {
   }
 }
 
-std::optional<std::string> packet_editor::apply(std::size_t size_limit) {
-  place_additions();
-  if (edits_.empty()) return packet_.text;
-  std::stable_sort(edits_.begin(), edits_.end(),
-                   [](const text_edit& a, const text_edit& b) { return a.range.begin < b.range.begin; });
-  std::size_t erased = 0;
-  std::size_t inserted = 0;
-  for (const text_edit& edit : edits_) {
-    erased += edit.range.size();
-    inserted += edit.text.size();
-  }
-  const text_range& room = packet_.padding;
-  const std::size_t bare = packet_.text.size() - room.size() - erased + inserted;
-  if (bare > size_limit) return std::nullopt;
-  std::string padding;
-  if (bare > packet_.text.size()) {
-    padding = padding_of(std::min(new_padding_size, size_limit - bare));
-  } else {
-    padding = at(room);
-    padding.resize(packet_.text.size() - bare, ' ');
-  }
-
-  std::string text;
-  text.reserve(bare + padding.size());
-  edits_.push_back({room, std::move(padding)});  // behind the root element, so behind all others
+packet_change packet_editor::applied(const std::vector<text_edit>& edits) const {
+  packet_change change;
   std::size_t done = 0;
-  for (const text_edit& edit : edits_) {
-    if (edit.range.begin < done) return std::nullopt;
-    text += at({done, edit.range.begin});
-    text += edit.text;
+  for (const text_edit& edit : edits) {
+    change.text += at({done, edit.range.begin});
+    change.pieces.push_back({change.text.size(), change.text.size() + edit.text.size()});
+    change.text += edit.text;
     done = edit.range.end;
   }
-  text += at({done, packet_.text.size()});
-  return text;
+  change.text += at({done, packet_.text.size()});
+  return change;
+}
+
+// With new padding.
+std::optional<packet_change> packet_editor::grown(std::size_t size_limit) const {
+  std::size_t bare = packet_.text.size() - packet_.padding.size();
+  for (const text_edit& edit : edits_)
+    bare += edit.text.size() - edit.range.size();
+  if (bare > size_limit) return std::nullopt;
+  std::vector<text_edit> edits = edits_;
+  // After the root element, so after all others.
+  edits.push_back({packet_.padding, padding_of(std::min(new_padding_size, size_limit - bare)), 0, false});
+  packet_change change = applied(edits);
+  change.pieces.clear();
+  return change;
+}
+
+std::optional<packet_change> packet_editor::apply(std::size_t size_limit) {
+  const bool adds = std::ranges::any_of(additions_, [](const additions& added) { return !added.attributes.empty(); });
+  place_additions();
+  std::stable_sort(edits_.begin(), edits_.end(),
+                   [](const text_edit& a, const text_edit& b) { return a.range.begin < b.range.begin; });
+  for (std::size_t i = 1; i < edits_.size(); ++i) {
+    if (edits_[i].range.begin < edits_[i - 1].range.end) return std::nullopt;
+  }
+  const auto spaced = spaced_out(packet_, edits_);
+  if (!spaced) return grown(size_limit);
+  packet_change change = applied(*spaced);
+  // What is added may use a prefix that another piece declares.
+  change.pieces_stand_alone = !adds;
+  return change;
 }
 
 // Not trusting the edit: what it gives must say what was asked for.
@@ -332,8 +360,8 @@ bool says(const std::string& text, std::span<const xmp_change> changes) {
 
 }  // namespace
 
-std::optional<std::string> edit_xmp_packet(const xmp_packet& packet, std::span<const xmp_change> changes,
-                                           std::size_t size_limit) {
+std::optional<packet_change> edit_xmp_packet(const xmp_packet& packet, std::span<const xmp_change> changes,
+                                             std::size_t size_limit) {
   std::vector<xmp_change> sayable(changes.begin(), changes.end());
   packet_editor editor(packet);
   for (xmp_change& change : sayable) {
@@ -341,9 +369,9 @@ std::optional<std::string> edit_xmp_packet(const xmp_packet& packet, std::span<c
       value = xml_sayable(value);
     editor.change(change);
   }
-  std::optional<std::string> text = editor.apply(size_limit);
-  if (text && *text != packet.text && !says(*text, sayable)) return std::nullopt;
-  return text;
+  std::optional<packet_change> edited = editor.apply(size_limit);
+  if (edited && edited->text != packet.text && !says(edited->text, sayable)) return std::nullopt;
+  return edited;
 }
 
 std::optional<std::string> new_xmp_packet(std::span<const xmp_change> changes, std::size_t size_limit) {
@@ -357,7 +385,9 @@ std::optional<std::string> new_xmp_packet(std::span<const xmp_change> changes, s
       "<?xpacket end=\"w\"?>";
   const std::optional<xmp_packet> packet = parse_xmp_packet(std::string(skeleton));
   if (!packet) return std::nullopt;
-  return edit_xmp_packet(*packet, changes, size_limit);
+  std::optional<packet_change> edited = edit_xmp_packet(*packet, changes, size_limit);
+  if (!edited) return std::nullopt;
+  return std::move(edited->text);
 }
 
 }  // namespace platform::host::image

@@ -26,6 +26,9 @@ enum class xmp_field : std::uint8_t {
 };
 inline constexpr std::size_t xmp_field_count = 9;
 
+/// Whether this program changes the field.
+[[nodiscard]] constexpr bool is_written(xmp_field field) { return field <= xmp_field::last_keyword_iptc; }
+
 struct xmp_name {
   std::string_view uri;
   std::string_view local;
@@ -119,11 +122,20 @@ struct xmp_change {
   std::vector<std::string> values;
 };
 
-/// The packet's text with every occurrence of the fields changed; fields that are absent are added. The padding gives
-/// or takes the difference, so that the size stays if it can; a packet that has to grow gets new padding.
-/// Nothing where the text would be longer than `size_limit`.
-[[nodiscard]] std::optional<std::string> edit_xmp_packet(const xmp_packet& packet, std::span<const xmp_change> changes,
-                                                         std::size_t size_limit);
+/// A new text of a packet.
+struct packet_change {
+  std::string text;
+  /// Where it differs, if it has the size of the old text; the whole of it counts as different otherwise.
+  std::vector<text_range> pieces;
+  bool pieces_stand_alone = false;  ///< the packet is valid whichever of the pieces are there
+};
+
+/// The packet's text with every occurrence of the fields changed; fields that are absent are added, but not to the
+/// description that the people regions manage. The white space next to a change, or else the padding, gives or takes
+/// the difference, so that the size stays if it can; a packet that has to grow gets new padding. Nothing where the text
+/// would be longer than `size_limit`.
+[[nodiscard]] std::optional<packet_change> edit_xmp_packet(const xmp_packet& packet,
+                                                           std::span<const xmp_change> changes, std::size_t size_limit);
 
 /// A packet of these fields alone, with padding as far as `size_limit` allows.
 [[nodiscard]] std::optional<std::string> new_xmp_packet(std::span<const xmp_change> changes, std::size_t size_limit);
