@@ -1,5 +1,6 @@
 """Sample files of all kinds, made by other programs or laid out here byte by byte where those can't make them."""
 import pathlib
+import random
 import shutil
 import struct
 import subprocess
@@ -73,22 +74,34 @@ def ifd(order, base, entries, following=0):
     return directory + struct.pack(order + "I", following) + values
 
 
-def exif_with_maker_note(order, note):
-    """An Exif block whose Exif directory holds a maker note, with something in front of it and behind it."""
+def exif_with_maker_note(order, note, thumbnail=b""):
+    """An Exif block whose Exif directory holds a maker note, with something in front of it and behind it, and at the
+    end a directory of the thumbnail, if there is one."""
     def ascii_entry(tag, text):
         return tag, 2, len(text) + 1, text.encode() + b"\0"
+
+    def number_entry(tag, number):
+        return tag, 4, 1, struct.pack(order + "I", number)
 
     def exif_directory(base):
         return ifd(order, base, [(0x9000, 7, 4, b"0230"), (0x927C, 7, len(note), note),
                                  ascii_entry(0x9003, "2026:03:01 10:20:30"), ascii_entry(0xA420, "0123456789abcdef")])
 
-    def first_directory(exif_offset):
-        return ifd(order, 8, [ascii_entry(0x010F, "Some Maker"), ascii_entry(0x0110, "Model 1"),
-                              (0x0112, 3, 1, struct.pack(order + "H", 1)),
-                              (0x8769, 4, 1, struct.pack(order + "I", exif_offset))])
-    first = first_directory(8 + len(first_directory(0)))
+    def first_directory(exif_offset, following):
+        entries = [ascii_entry(0x010F, "Some Maker"), ascii_entry(0x0110, "Model 1"),
+                   (0x0112, 3, 1, struct.pack(order + "H", 1)), number_entry(0x8769, exif_offset)]
+        return ifd(order, 8, entries, following)
+
+    def thumbnail_directory(base, offset):
+        return ifd(order, base, [(0x0103, 3, 1, struct.pack(order + "H", 6)), number_entry(0x0201, offset),
+                                 number_entry(0x0202, len(thumbnail))])
+    exif_at = 8 + len(first_directory(0, 0))
+    end = exif_at + len(exif_directory(exif_at))
+    exif = first_directory(exif_at, end if thumbnail else 0) + exif_directory(exif_at)
+    if thumbnail:
+        exif += thumbnail_directory(end, end + len(thumbnail_directory(end, 0))) + thumbnail
     head = (b"II*\0" if order == "<" else b"MM\0*") + struct.pack(order + "I", 8)
-    return b"Exif\0\0" + head + first + exif_directory(8 + len(first))
+    return b"Exif\0\0" + head + exif
 
 
 def multi_picture(first, second):
@@ -130,6 +143,45 @@ def xmp_packet(body, padding=0, end="w"):
 
 def xmp_segment(packet):
     return segment(0xE1, XMP_SIGNATURE + packet)
+
+
+def camera_photo(path, order="<", size="560x420"):
+    """A JPEG as cameras and the programs behind them leave it: an Exif block with a maker note of 20 KB and a thumbnail
+    of some 10 KB, a packet of XMP behind it that holds neither rating nor keywords, and then the picture."""
+    small = picture(path.with_suffix(".thumbnail.jpg"), "-quality", "85", size="160x120")
+    note = b"Note\0\1" + random.Random(7).randbytes(20_000)
+    packet = xmp_packet('  <rdf:Description rdf:about="" xmlns:dc="http://purl.org/dc/elements/1.1/"'
+                        ' xmlns:photoshop="http://ns.adobe.com/photoshop/1.0/" photoshop:City="Berlin">\n'
+                        '   <dc:title><rdf:Alt><rdf:li xml:lang="x-default">A title</rdf:li></rdf:Alt></dc:title>\n'
+                        '   <dc:creator><rdf:Seq><rdf:li>Somebody</rdf:li></rdf:Seq></dc:creator>\n'
+                        '  </rdf:Description>', padding=2000)
+    exif = exif_with_maker_note(order, note, small.read_bytes())
+    small.unlink()
+    picture(path, "-quality", "85", size=size)
+    rewrite(path, lambda jpeg: behind_jfif(jpeg, segment(0xE1, exif) + xmp_segment(packet)))
+    return pathlib.Path(path)
+
+
+def thumbnail_link(jpeg):
+    """Where in the bytes of such a photo the four stand that lead to the directory of the thumbnail."""
+    exif = next(at for marker, at, payload in segments_of(jpeg)[0] if marker == 0xE1 and payload[:6] == b"Exif\0\0")
+    header = exif + 6
+    order = "<" if jpeg[header:header + 2] == b"II" else ">"
+    directory = header + struct.unpack_from(order + "I", jpeg, header + 4)[0]
+    return directory + 2 + 12 * struct.unpack_from(order + "H", jpeg, directory)[0]
+
+
+def with_thumbnail_link(jpeg, link):
+    """The bytes of such a photo with another link."""
+    at = thumbnail_link(jpeg)
+    return jpeg[:at] + link + jpeg[at + 4:]
+
+
+def around_the_cut(old, new):
+    """The states of such a photo beside those before and after its first change by a run: the run changes a value
+    first, and then cuts the link to the thumbnail, which is a change of its own, and which any run makes."""
+    at = thumbnail_link(old)
+    return [with_thumbnail_link(old, bytes(4)), with_thumbnail_link(new, old[at:at + 4])]
 
 
 # PNG
