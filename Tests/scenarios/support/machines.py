@@ -46,11 +46,11 @@ class machine:
         self.data = folder / "data"
         self.data.mkdir()
 
-    def run(self, *arguments, seconds=SECONDS_FOR_ONE_RUN, **changes):
+    def run(self, *arguments, seconds=SECONDS_FOR_ONE_RUN, prepare=None, **changes):
         """Runs the program without a terminal and waits for it, and on the host for every process that holds its
-        streams."""
+        streams. `prepare` is called in the new process before the program starts; `changes` are of its environment."""
         ran = self.completed(self.command(*arguments), env=self.environment(**changes), stdin=subprocess.DEVNULL,
-                             timeout=seconds)
+                             timeout=seconds, preexec_fn=prepare)
         return outcome(ran.returncode, self.text(ran.stdout), self.text(ran.stderr))
 
     @staticmethod
