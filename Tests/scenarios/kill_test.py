@@ -172,8 +172,14 @@ class killed_runs(scenario):
         self.run_to_the_end(*action)
         now = self.states()
         self.assertEqual(set(now), set(self.after))
-        self.assertEqual([name for name in now if now[name] != self.after[name]], [],
+        # Where a kill came between a rating and the cut of the thumbnail, the bytes that no field uses differ.
+        different = [name for name in now if now[name] != self.after[name]]
+        self.assertEqual([name for name in different if "camera" not in name], [],
                          "the run behind the kills left something else")
+        for name in different:
+            after = self.folder / name
+            after.write_bytes(self.after[name][0])
+            self.assertEqual(other_programs.readings(self.work / name), other_programs.readings(after), name)
         return self.after
 
     def test_first_ratings_and_changed_ratings(self):

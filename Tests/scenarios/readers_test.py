@@ -117,7 +117,8 @@ class steady_reader(threading.Thread):
 class steady_readers(scenario_with_photos):
     def test_while_ratings_change(self):
         paths = self.copies("camera.jpg", "plain.jpg")
-        self.finish(self.start("set_rating", "1", paths))
+        for stars in "151":  # from then on each rating has one form
+            self.finish(self.start("set_rating", stars, paths))
         states = {path: [path.read_bytes()] for path in paths}
         self.finish(self.start("set_rating", "5", paths))
         for path in paths:

@@ -60,6 +60,9 @@ std::string undo_file_of(const std::string& path, const std::string& fresh, cons
   append(has_birth ? facts.stx_btime.tv_nsec : 0);
   append(old.size());
   append(fresh.size());
+  const std::size_t last_block = old.size() / 512 * 512;
+  const std::size_t end = std::min(old.size(), fresh.size());
+  append(platform::host::hash_of(std::string_view(fresh).substr(0, end).substr(std::min(last_block, end))));
   return old + tail;
 }
 
@@ -199,6 +202,17 @@ TEST_F(hard_linked_file_test, that_grew_by_zeros_in_a_loss_of_power_gets_its_old
 }
 
 // Also within the disk block that the new content ends in.
+// The disk has new bytes up to where the file still ends.
+TEST_F(hard_linked_file_test, that_has_its_old_size_after_a_loss_of_power_gets_its_old_content_back) {
+  for (const std::size_t torn_from : {0u, 512u, 299'520u}) {
+    put(path, old);
+    leave_undo_file();
+    put(path, old.substr(0, torn_from) + fresh.substr(torn_from, old.size() - torn_from));
+    EXPECT_EQ(recover(path), win32_error::success);
+    expect_whole(old);
+  }
+}
+
 TEST_F(hard_linked_file_test, that_was_torn_while_it_shrank_gets_its_old_content_back) {
   for (const std::size_t size : {0u, 1u, 700u, 1024u, 250'001u, 299'999u}) {
     put(path, old);
@@ -288,7 +302,7 @@ TEST_F(hard_linked_file_test, that_someone_emptied_since_is_left_alone_and_the_c
 TEST_F(hard_linked_file_test, gets_nothing_from_the_undo_file_of_a_file_that_had_its_number) {
   put(path, "");
   std::string bytes = undo_file_of(path, fresh, old);
-  bytes[bytes.size() - 32] ^= 1;  // the seconds of the birth
+  bytes[bytes.size() - 40] ^= 1;  // the seconds of the birth
   for (const bool marked : {false, true}) {
     put(undo_file(), bytes);
     if (marked) mark();
@@ -339,7 +353,7 @@ TEST_F(hard_linked_file_test, is_not_blocked_by_an_undo_file_of_nonsense) {
 TEST_F(hard_linked_file_test, with_an_undo_file_of_lying_sizes_is_left_alone) {
   leave_undo_file();
   std::string bytes = content(undo_file());
-  bytes.replace(bytes.size() - 8, 8, 8, '\xff');
+  bytes.replace(bytes.size() - 16, 8, 8, '\xff');
   put(undo_file(), bytes);
   EXPECT_EQ(recover(path), win32_error::success);
   EXPECT_TRUE(content(path) == old);

@@ -19,7 +19,7 @@ namespace {
 win32_result<changeable_file> open_to_read(const std::string& path) {
   // Without O_NONBLOCK the open of a pipe would wait for its other end.
   constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  changeable_file opened{path, unique_descriptor(retried([&] { return ::open(path.c_str(), flags); })), {}, {}};
+  changeable_file opened{path, unique_descriptor(retried([&] { return ::open(path.c_str(), flags); })), {}, {}, false};
   if (!opened.file) return errno == ENXIO ? win32_error::invalid_function : error_from_errno(errno, path.c_str());
   struct stat status {};
   if (::fstat(opened.file.get(), &status) != 0) return error_from_errno(errno);

@@ -11,6 +11,7 @@
 #include "platform/host/file_lock.h"
 #include "platform/host/item.h"
 #include "platform/host/recovery.h"
+#include "platform/host/sibling_files.h"
 #include "platform/host/system_calls.h"
 
 namespace platform::host {
@@ -47,7 +48,7 @@ win32_error share_with_readers(changeable_file& opened) {
 
 // Without the look at other programs.
 win32_result<changeable_file> open_and_lock(const std::string& path) {
-  changeable_file opened{path, open_with(O_RDWR, path), {}, {}};
+  changeable_file opened{path, open_with(O_RDWR, path), {}, {}, false};
   // ENXIO: a pipe that nobody reads, or a socket.
   if (!opened.file && errno == ENXIO) return win32_error::invalid_function;
   if (!opened.file) return error_from_errno(errno, path.c_str());
@@ -55,6 +56,7 @@ win32_result<changeable_file> open_and_lock(const std::string& path) {
   if (::fstat(opened.file.get(), &status) != 0) return error_from_errno(errno);
   if (const win32_error checked = check_kind(status); !succeeded(checked)) return checked;
   opened.stamp = stamp_from(status);
+  opened.has_several_names = status.st_nlink > 1;
   if (const win32_error locked = lock_alone(opened.file.get()); !succeeded(locked)) return locked;
   return opened;
 }
@@ -86,8 +88,11 @@ win32_result<changeable_file> open_to_change(const std::string& path, std::chron
   if (is_shared) {
     if (const win32_error shared = share_with_readers(*opened); !succeeded(shared)) return shared;
   }
+  remove_staging_leftovers_beside(path);
   const win32_result<bool> recovered = recover(opened->lock ? opened->lock.get() : opened->file.get(), path);
   if (!recovered) return recovered.error();
+  // No run is at the file, and the attribute that would name it is gone: an undo file beside it is a leftover.
+  if (opened->has_several_names) static_cast<void>(remove_leftover(undo_file_path(path, opened->stamp.inode)));
   if (is_shared || *recovered) {
     if (const win32_error stamped = update_stamp(*opened); !succeeded(stamped)) return stamped;
   }

@@ -10,12 +10,14 @@
 
 namespace platform::host {
 
-/// Locked among the runs of this program for as long as it lives, and whole: a change that was cut short is recovered.
+/// Locked among the runs of this program for as long as it lives, and whole: a change that was cut short is recovered,
+/// and what killed runs left beside the file is gone.
 struct changeable_file {
   std::string path;
   unique_descriptor file;  ///< for reading and writing
   unique_descriptor lock;  ///< has the lock where `file` hasn't
   file_stamp stamp;        ///< of its content now
+  bool has_several_names = false;
 };
 
 /// sharing_violation where another program has the file open for writing, or another run has it for longer than

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/host/errno_codes.h"
+#include "platform/host/file_lock.h"
 #include "platform/host/path_bytes.h"
 #include "platform/host/property_text.h"
 #include "platform/host/unique_descriptor.h"
@@ -224,6 +225,9 @@ storage_result<std::unique_ptr<property_set_storage>> open_property_sets(const s
   }
   if (::fgetxattr(item->descriptor.get(), scratch_name, nullptr, 0) < 0 && errno != ENODATA) {
     return failure_from(error_from_errno(errno));
+  }
+  if (exclusive && !item->is_folder && is_open_for_writing(item->descriptor.get())) {
+    return failure_from(win32_error::sharing_violation);
   }
   if (exclusive) {
     if (const int failure = check_writable(*item, status, bytes.c_str()); failure != 0) {

@@ -1,19 +1,25 @@
 #include "platform/host/sibling_files.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
 #include <string_view>
 
 #include "platform/host/byte_hash.h"
 #include "platform/host/errno_codes.h"
-#include "platform/host/file_lock.h"
 #include "platform/host/file_stamp.h"
 #include "platform/host/path_bytes.h"
+#include "platform/host/system_calls.h"
 #include "text/format.h"
 
 namespace platform::host {
@@ -24,8 +30,11 @@ constexpr int most_links = 40;  // as many as the kernel follows
 
 std::string_view folder_prefix(std::string_view path) { return path.substr(0, path.rfind('/') + 1); }
 
-std::string hidden_sibling(std::string_view path, std::string_view kind, std::uint64_t number, int attempt) {
-  const std::string name = text::format(".qb_{}_{:016x}", kind, number);
+constexpr std::string_view staging_prefix = ".qb_rewrite_";
+constexpr std::string_view undo_prefix = ".qb_undo_";
+
+std::string hidden_sibling(std::string_view path, std::string_view prefix, std::uint64_t number, int attempt) {
+  const std::string name = text::format("{}{:016x}", prefix, number);
   return sibling_of(path, attempt == 0 ? name : text::format("{}_{}", name, attempt));
 }
 
@@ -64,11 +73,11 @@ std::string sibling_of(std::string_view path, std::string_view name) {
 }
 
 std::string staging_path(std::string_view path, int attempt) {
-  return hidden_sibling(path, "rewrite", hash_of(path.substr(folder_prefix(path).size())), attempt);
+  return hidden_sibling(path, staging_prefix, hash_of(path.substr(folder_prefix(path).size())), attempt);
 }
 
 std::string undo_file_path(std::string_view path, ino_t inode, int attempt) {
-  return hidden_sibling(path, "undo", inode, attempt);
+  return hidden_sibling(path, undo_prefix, inode, attempt);
 }
 
 win32_error remove_leftover(const std::string& path) {
@@ -78,10 +87,31 @@ win32_error remove_leftover(const std::string& path) {
   const bool is_out_of_resources = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EIO;
   if (!leftover) return is_out_of_resources ? error_from_errno(errno) : win32_error::success;
   if (!is_ours(leftover.get())) return win32_error::success;
-  if (const win32_error locked = lock_alone(leftover.get()); !succeeded(locked)) return locked;
+  // Without locks nothing tells a living process from a killed one.
+  if (retried([&leftover] { return ::flock(leftover.get(), LOCK_EX | LOCK_NB); }) != 0) {
+    return win32_error::sharing_violation;
+  }
   // Its process has just given it its name.
   if (!still_names(path, leftover.get(), last_link::itself)) return win32_error::success;
   return ::unlink(path.c_str()) == 0 || errno == ENOENT ? win32_error::success : error_from_errno(errno);
+}
+
+void remove_staging_leftovers_beside(const std::string& path) {
+  static std::mutex mutex;
+  static std::set<std::string, std::less<>> swept;
+  const std::string folder(folder_prefix(path));
+  {
+    const std::lock_guard lock(mutex);
+    if (!swept.insert(folder).second) return;
+  }
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.empty() ? "." : folder.c_str()), ::closedir);
+  // A folder that can't be listed keeps what is in it.
+  while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
+    // One that stays is of no harm.
+    if (std::string_view(entry->d_name).starts_with(staging_prefix)) {
+      static_cast<void>(remove_leftover(folder + static_cast<const char*>(entry->d_name)));
+    }
+  }
 }
 
 unique_descriptor open_folder_of(const std::string& path) {

@@ -33,9 +33,12 @@ inline constexpr int most_sibling_names = 8;
 /// Holds the old content of the file with that number (undo_file.h). All names of a file's start with the first one.
 [[nodiscard]] std::string undo_file_path(std::string_view path, ino_t inode, int attempt = 0);
 
-/// Removes what a killed run of this user left under such a name: sharing_violation while a living one has it. Whatever
-/// else has the name stays.
+/// Removes what a killed run of this user left under such a name: sharing_violation while a living one has it, or may
+/// have it. Whatever else has the name stays.
 win32_error remove_leftover(const std::string& path);
+
+/// Removes the new contents that killed runs left anywhere in the folder of `path`. Once for each folder and process.
+void remove_staging_leftovers_beside(const std::string& path);
 
 /// Gives the name `path` to the open file, which may be one without a name. 0, or an errno, EEXIST among them.
 [[nodiscard]] int link_open_file(int descriptor, const std::string& path);

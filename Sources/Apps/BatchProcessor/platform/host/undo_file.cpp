@@ -160,7 +160,7 @@ win32_error set_aside(const named_file& undo, const std::string& path, const und
 }
 
 win32_error put_back(int file, const named_file& undo, const undo_sizes& sizes) {
-  if (const int failure = take_room(file, {sizes.new_size, sizes.old_size}); failure != 0) {
+  if (const int failure = take_room(file, {sizes.new_size, sizes.old_size, 0}); failure != 0) {
     return error_from_errno(failure);
   }
   return error_from_errno(give_content(undo.descriptor.get(), file, sizes.old_size), data_direction::writing);

@@ -29,6 +29,7 @@ struct undo_trailer {
   std::int64_t birth_nanoseconds = 0;
   std::uint64_t old_size = 0;
   std::uint64_t new_size = 0;
+  std::uint64_t last_block_hash = 0;
   bool operator==(const undo_trailer&) const = default;
 };
 
@@ -128,6 +129,8 @@ change_state state_of_block(const stretch& read, std::size_t from, std::size_t t
       hash_of(now) == get_little(read.new_hashes, hash_at, hash_size)) {
     return change_state::finished;
   }
+  // Of a loss of power the file may have its old size, and in it new bytes up to there.
+  if (end == sizes.old_size && hash_of(now) == sizes.last_block_hash) return change_state::cut_short;
   // The growth stopped within the block: nothing tells these bytes, which go again with the growth.
   if (!is_hashed && end > sizes.old_size) return change_state::cut_short;
   const std::size_t old_part = std::min<std::uint64_t>(now.size(), sizes.old_size - std::min(sizes.old_size, begin));
@@ -162,11 +165,16 @@ win32_result<undo_sizes> fill_undo_file(int undo, int file, int fresh) {
   }
   const win32_error hashed = append_hashes(undo, trailer->old_size, fresh, *new_size);
   if (!succeeded(hashed)) return hashed;
+  const std::uint64_t last_block = trailer->old_size / disk_block * disk_block;
+  const std::uint64_t shared_end = std::max(last_block, std::min(trailer->old_size, *new_size));
+  const auto last_bytes = bytes_at(fresh, last_block, shared_end - last_block);
+  if (!last_bytes) return last_bytes.error();
+  trailer->last_block_hash = hash_of(*last_bytes);
   const std::string_view bytes(reinterpret_cast<const char*>(&*trailer), sizeof *trailer);
   int failure = write_at(undo, trailer->old_size + blocks_of(*new_size) * hash_size, bytes);
   if (failure == 0 && ::fsync(undo) != 0) failure = errno;
   if (failure != 0) return error_from_errno(failure, data_direction::writing);
-  return undo_sizes{trailer->old_size, trailer->new_size};
+  return undo_sizes{trailer->old_size, trailer->new_size, trailer->last_block_hash};
 }
 
 win32_result<undo_sizes> read_undo_file(int undo, int file) {
@@ -182,11 +190,12 @@ win32_result<undo_sizes> read_undo_file(int undo, int file) {
   std::memcpy(&trailer, bytes->data(), sizeof trailer);
   expected->old_size = trailer.old_size;
   expected->new_size = trailer.new_size;
+  expected->last_block_hash = trailer.last_block_hash;
   const bool fits = trailer.old_size <= contents &&
                     blocks_of(trailer.new_size) == (contents - trailer.old_size) / hash_size &&
                     (contents - trailer.old_size) % hash_size == 0;
   if (trailer != *expected || !fits) return win32_error::not_found;
-  return undo_sizes{trailer.old_size, trailer.new_size};
+  return undo_sizes{trailer.old_size, trailer.new_size, trailer.last_block_hash};
 }
 
 win32_result<change_state> state_of_change(int file, int undo, const undo_sizes& sizes) {

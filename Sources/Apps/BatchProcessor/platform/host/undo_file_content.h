@@ -10,6 +10,7 @@ namespace platform::host {
 struct undo_sizes {
   std::uint64_t old_size = 0;
   std::uint64_t new_size = 0;
+  std::uint64_t last_block_hash = 0;  ///< of the new bytes in the disk block that the old content ends in, up to there
 };
 
 /// Fills an empty undo file for a change of `file` to the content of `fresh`, and syncs it.
