@@ -5,6 +5,7 @@
 #include "platform/host/image/image_bytes.h"
 #include "platform/host/image/image_metadata.h"
 #include "platform/host/image/photoshop_resources.h"
+#include "text/conversions.h"
 
 namespace {
 
@@ -456,6 +457,71 @@ TEST(tiff_container, refuses_what_it_cannot_understand) {
   EXPECT_FALSE(open(tiff(byte_order::little, {}))) << "no fields";
   EXPECT_FALSE(open(tiff(byte_order::little, {bytes_field(700, 1, "no packet")})));
   EXPECT_FALSE(open(tiff(byte_order::little, {bytes_field(33723, 7, "no datasets")})));
+}
+
+TEST(jpeg_container, stray_bytes_between_segments_stay_where_they_are) {
+  const std::string before = jpeg(jfif() + "stray" + exif_segment(camera_exif()) + "\0"s);
+  const auto image = open(before);
+  ASSERT_TRUE(image);
+  const std::string after = apply_plan(before, *plan_change(*image, {75, {}}));
+  EXPECT_TRUE(after.starts_with("\xff\xd8" + jfif() + "stray"));
+  EXPECT_EQ(read_rating(open(after)->blocks()), 75u);
+  EXPECT_FALSE(open(jpeg(std::string(5000, 's')))) << "too many to be an accident";
+}
+
+TEST(jpeg_container, several_iptc_blocks_become_one) {
+  const std::string before =
+      jpeg(photoshop_segment(resource(0x0404, dataset(2, 25, "a") + dataset(2, 105, "head")) +
+                             resource(0x03ed, "other") + resource(0x0404, dataset(2, 25, "b") + "\0"s)));
+  const auto image = open(before);
+  ASSERT_TRUE(image);
+  EXPECT_EQ(read_keywords(image->blocks()), (wide_strings{L"a", L"b"}));
+  const std::string after = apply_plan(before, *plan_change(*image, {{}, wide_strings{L"c"}}));
+  const auto again = open(after);
+  ASSERT_TRUE(again);
+  EXPECT_EQ(*again->blocks().iptc, dataset(2, 25, "c") + dataset(2, 105, "head"));
+  EXPECT_NE(after.find(resource(0x03ed, "other")), std::string::npos);
+}
+
+TEST(jpeg_container, a_file_with_a_table_of_places_behind_it_may_not_grow) {
+  const std::string table = "AXS!\1\0\0\0\0\0\0\0"s;
+  const std::string rated = jpeg(xmp_segment(packet(description(" xmp:Rating=\"3\""))), table);
+  const auto image = open(rated);
+  ASSERT_TRUE(image);
+  EXPECT_TRUE(plan_change(*image, {std::nullopt, {}}));
+  const std::string unrated = jpeg(jfif(), table);
+  const auto bare = open(unrated);
+  ASSERT_TRUE(bare);
+  EXPECT_FALSE(plan_change(*bare, {75, {}}));
+}
+
+TEST(image_container, a_packet_in_utf16_is_read_and_written_as_utf8) {
+  const std::string text = packet(description(" xmp:Rating=\"3\" xmp:Label=\"gr\xc3\xbcn\""));
+  for (const bool big : {false, true}) {
+    std::string utf16 = big ? "\xfe\xff" : "\xff\xfe";
+    for (const char16_t unit : text::utf16_from_wide(text::wide_from_utf8(text)))
+      append_u16(utf16, unit, big ? byte_order::big : byte_order::little);
+    const std::string before = jpeg(xmp_segment(utf16));
+    const auto image = open(before);
+    ASSERT_TRUE(image) << big;
+    EXPECT_EQ(read_rating(image->blocks()), 50u);
+    const std::string after = apply_plan(before, *plan_change(*image, {75, {}}));
+    const auto again = open(after);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(read_rating(again->blocks()), 75u);
+    EXPECT_NE(again->blocks().xmp->text.find("gr\xc3\xbcn"), std::string::npos);
+    EXPECT_FALSE(again->blocks().utf16_xmp);
+  }
+}
+
+TEST(tiff_container, a_file_that_was_cut_in_its_pixels_is_not_changed) {
+  const auto with_strip = [](std::uint32_t size) {
+    return tiff(byte_order::little, {short_field(256, 1, byte_order::little),
+                                     {273, 4, 1, u32_bytes(8, byte_order::little)},
+                                     {279, 4, 1, u32_bytes(size, byte_order::little)}});
+  };
+  EXPECT_TRUE(open(with_strip(4)));
+  EXPECT_FALSE(open(with_strip(100'000)));
 }
 
 }  // namespace

@@ -65,14 +65,23 @@ TEST(image_metadata, xmp_counts_before_exif) {
   EXPECT_EQ(rating_of(exif_rating({stars(3)})), 50U);
 }
 
-TEST(image_metadata, keywords_come_from_xmp_then_iptc_then_exif) {
+TEST(image_metadata, keywords_come_from_xmp_and_those_that_stand_elsewhere_only_after_them) {
   const std::string exif = exif_segment(tiff(byte_order::little, {bytes_field(0x9c9e, 1, "e\0;\0f\0\0\0"s)}));
   const std::string iptc = photoshop_segment(resource(0x0404, dataset(2, 25, "i")));
   const std::string xmp = xmp_segment(packet(description("", bag("dc:subject", {"x", "y"}))));
   EXPECT_EQ(keywords_of(exif), (wide_strings{L"e", L"f"}));
-  EXPECT_EQ(keywords_of(exif + iptc), wide_strings{L"i"});
-  EXPECT_EQ(keywords_of(exif + iptc + xmp), (wide_strings{L"x", L"y"}));
+  EXPECT_EQ(keywords_of(exif + iptc), (wide_strings{L"i", L"e", L"f"}));
+  EXPECT_EQ(keywords_of(exif + iptc + xmp), (wide_strings{L"x", L"y", L"i", L"e", L"f"}));
   EXPECT_EQ(keywords_of(""), std::nullopt);
+}
+
+TEST(image_metadata, keywords_that_iptc_or_exif_hold_in_another_spelling_come_once) {
+  const std::string long_tag(70, 'l');
+  const std::string iptc = photoshop_segment(
+      resource(0x0404, dataset(2, 105, "\xe9") + dataset(2, 25, "?") + dataset(2, 25, long_tag.substr(0, 64))));
+  const std::string exif = exif_segment(tiff(byte_order::little, {bytes_field(0x9c9e, 1, "a\0;\0b\0\0\0"s)}));
+  const std::string xmp = xmp_segment(packet(description("", bag("dc:subject", {"\xe6\xb5\xb7", long_tag, "a;b"}))));
+  EXPECT_EQ(keywords_of(exif + iptc + xmp), (wide_strings{L"\u6d77", std::wstring(70, L'l'), L"a;b"}));
 }
 
 TEST(image_metadata, characters_beyond_the_basic_plane_survive_in_exif) {
@@ -100,7 +109,7 @@ TEST(image_metadata, a_rating_alone_leaves_keywords_as_they_are_everywhere) {
   const std::string after = apply_plan(before, *plan_change(*image, {75, {}}));
   EXPECT_NE(after.find(iptc), std::string::npos);
   const opened_image again = open(after);
-  EXPECT_EQ(read_keywords(again->blocks()), wide_strings{L"x"});
+  EXPECT_EQ(read_keywords(again->blocks()), (wide_strings{L"x", L"i"}));
   EXPECT_EQ(xmp_values(*again->blocks().xmp, xmp_field::last_keyword_xmp), std::nullopt);
 }
 

@@ -405,7 +405,7 @@ std::vector<damaged_image> damaged_images() {
       {"two Exif blocks, the first none", jpeg(exif_segment("no TIFF header") + exif)},
       {"image resources that are cut", jpeg(exif + photoshop_segment("8BIMcut"))},
       {"IPTC that isn't", jpeg(exif + photoshop_segment(resource(0x0404, "no datasets")))},
-      {"something between segments", jpeg(exif + "no segment")},
+      {"something between segments", jpeg(exif + std::string(5000, '-'))},
       {"cut between segments", "\xff\xd8"s + exif},
       {"cut in a segment", "\xff\xd8"s + exif + jfif().substr(0, 9)},
       {"PNG, two Exif chunks", png(exif_chunk + exif_chunk)},

@@ -1,5 +1,7 @@
 #include "platform/host/image/image_container.h"
 
+#include <utility>
+
 namespace platform::host::image {
 
 std::optional<container_kind> image_kind(byte_source& source) {
@@ -22,7 +24,12 @@ void image_container::read_exif(const byte_range& range) {
 }
 
 void image_container::read_xmp(std::optional<std::string> packet) {
-  if (packet) blocks_.xmp = parse_xmp_packet(*std::move(packet));
+  if (packet) {
+    if (std::optional<std::string> text = utf8_from_utf16_xmp(*packet)) {
+      blocks_.utf16_xmp = std::exchange(*packet, *std::move(text));
+    }
+    blocks_.xmp = parse_xmp_packet(*std::move(packet));
+  }
   if (!blocks_.xmp) note_damage();
 }
 

@@ -20,8 +20,11 @@ enum class container_kind { jpeg, png, tiff, webp };
 
 struct metadata_blocks {
   std::optional<xmp_packet> xmp;
-  std::optional<tiff_block> exif;   ///< of a TIFF file the file itself
-  std::optional<std::string> iptc;  ///< the datasets
+  std::optional<std::string> utf16_xmp;  ///< the packet as it is stored, where `xmp` is its text in UTF-8
+  std::optional<tiff_block> exif;        ///< of a TIFF file the file itself
+  std::optional<std::string> iptc;       ///< the datasets
+
+  [[nodiscard]] std::string_view stored_xmp() const { return utf16_xmp ? *utf16_xmp : xmp->text; }
 };
 
 /// New contents. What isn't named stays.

@@ -96,6 +96,26 @@ std::optional<std::vector<std::wstring>> keywords_in_exif(const tiff_block& bloc
   return keywords;
 }
 
+std::optional<std::vector<std::wstring>> keywords_in_xmp(const metadata_blocks& blocks) {
+  const auto values = blocks.xmp ? xmp_values(*blocks.xmp, xmp_field::keywords) : std::nullopt;
+  if (!values) return std::nullopt;
+  std::vector<std::wstring> keywords;
+  for (const std::string& value : *values) {
+    if (!value.empty()) keywords.push_back(text::wide_from_utf8(value));
+  }
+  return keywords;
+}
+
+// A keyword with a semicolon in it stands there as two.
+std::vector<std::wstring> exif_keywords_beyond(const tiff_block& block, const std::vector<std::wstring>& known) {
+  const std::vector<std::wstring> known_there = text::split_tag_list(text::join_tag_list(known));
+  std::vector<std::wstring> beyond = keywords_in_exif(block).value_or(std::vector<std::wstring>());
+  std::erase_if(beyond, [&known_there](const std::wstring& keyword) {
+    return std::ranges::find(known_there, keyword) != known_there.end();
+  });
+  return beyond;
+}
+
 // Appends the changes for a rating. 0 is no rating, as where the shell's handlers remove it.
 void add_rating(std::uint32_t percent, std::vector<xmp_change>& xmp, std::vector<tiff_change>& fields) {
   if (percent == 0) {
@@ -143,19 +163,15 @@ std::optional<std::uint32_t> read_rating(const metadata_blocks& blocks) {
 }
 
 std::optional<std::vector<std::wstring>> read_keywords(const metadata_blocks& blocks) {
-  if (blocks.xmp) {
-    if (const auto values = xmp_values(*blocks.xmp, xmp_field::keywords)) {
-      std::vector<std::wstring> keywords;
-      for (const std::string& value : *values) {
-        if (!value.empty()) keywords.push_back(text::wide_from_utf8(value));
-      }
-      return keywords;
-    }
-  }
-  if (blocks.iptc) {
-    if (auto keywords = iptc_keywords(*blocks.iptc)) return keywords;
-  }
-  return blocks.exif ? keywords_in_exif(*blocks.exif) : std::nullopt;
+  std::optional<std::vector<std::wstring>> keywords = keywords_in_xmp(blocks);
+  const auto add = [&keywords](std::vector<std::wstring> more) {
+    if (more.empty()) return;
+    if (!keywords) keywords.emplace();
+    keywords->insert(keywords->end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+  };
+  if (blocks.iptc) add(iptc_keywords_beyond(*blocks.iptc, keywords.value_or(std::vector<std::wstring>())));
+  if (blocks.exif) add(exif_keywords_beyond(*blocks.exif, keywords.value_or(std::vector<std::wstring>())));
+  return keywords;
 }
 
 namespace {
@@ -182,14 +198,14 @@ std::optional<edit_plan> plan_with_new_layout(const image_container& container, 
   constexpr int most_attempts = 3;  // a container may pad what has an odd size
   const std::optional<xmp_packet>& old = container.blocks().xmp;
   edits.lays_out_anew = true;
-  if (!edits.xmp && old) edits.xmp = packet_change{old->text, {}, false};
+  if (!edits.xmp && old && !container.blocks().utf16_xmp) edits.xmp = packet_change{old->text, {}, false};
   std::optional<edit_plan> plan = container.plan(edits);
   const std::optional<xmp_packet> packet = edits.xmp ? parse_xmp_packet(edits.xmp->text) : std::nullopt;
   if (!plan || !packet) return plan;
   for (int attempt = 0; attempt < most_attempts; ++attempt) {
     const auto offset = new_packet_offset(container, *plan, edits.xmp->text);
     if (!offset) return plan;
-    packet_place place{*offset, 0, old ? old->text.size() : 0, container.xmp_limit()};
+    packet_place place{*offset, 0, old ? container.blocks().stored_xmp().size() : 0, container.xmp_limit()};
     place.other_growth = growth_of(*plan) - static_cast<std::int64_t>(edits.xmp->text.size()) +
                          static_cast<std::int64_t>(place.old_size);
     std::optional<std::string> text = laid_out(*packet, place);
@@ -220,6 +236,8 @@ std::optional<edit_plan> plan_change(const image_container& container, const ima
     edits.xmp = edit_xmp_packet(*blocks.xmp, xmp, container.xmp_limit());
     if (!edits.xmp) return std::nullopt;
     if (edits.xmp->text == blocks.xmp->text) edits.xmp.reset();
+    // The pieces are those of the text, not of the bytes in the file.
+    if (edits.xmp && blocks.utf16_xmp) edits.xmp->pieces.clear();
   } else if (std::any_of(xmp.begin(), xmp.end(), [](const xmp_change& field) { return !field.values.empty(); })) {
     std::optional<std::string> packet = new_xmp_packet(xmp, container.xmp_limit());
     if (!packet) return std::nullopt;
@@ -233,7 +251,7 @@ std::optional<edit_plan> plan_change(const image_container& container, const ima
 
 std::optional<edit_plan> plan_xmp_in_place(const image_container& container, std::span<const xmp_change> changes) {
   const metadata_blocks& blocks = container.blocks();
-  if (!blocks.xmp) return std::nullopt;
+  if (!blocks.xmp || blocks.utf16_xmp) return std::nullopt;
   metadata_edits edits;
   edits.xmp = edit_xmp_packet(*blocks.xmp, changes, blocks.xmp->text.size());
   if (!edits.xmp) return std::nullopt;

@@ -23,7 +23,8 @@ namespace platform::host::image {
 /// 50, 75 or 99, those below 0 ("rejected") 0, those above 5 the property's 500. Nothing where the image has no rating.
 [[nodiscard]] std::optional<std::uint32_t> read_rating(const metadata_blocks& blocks);
 
-/// From dc:subject, else from IPTC, else from Exif, in the order stored; nothing where the image has none.
+/// Those of dc:subject in the order stored, and after them those that stand in IPTC or in Exif only; nothing where the
+/// image has none.
 [[nodiscard]] std::optional<std::vector<std::wstring>> read_keywords(const metadata_blocks& blocks);
 
 /// New values; what is absent stays.

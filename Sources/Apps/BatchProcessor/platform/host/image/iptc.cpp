@@ -147,6 +147,23 @@ std::optional<std::vector<std::wstring>> iptc_keywords(std::string_view block) {
   return keywords;
 }
 
+std::vector<std::wstring> iptc_keywords_beyond(std::string_view block, std::span<const std::wstring> known) {
+  const std::optional<dataset_list> list = list_datasets(block);
+  if (!list) return {};
+  constexpr std::size_t longest_keyword = 64;
+  const character_set set = declared_or_guessed(list->datasets);
+  std::vector<std::wstring> beyond;
+  for (const dataset& data : list->datasets) {
+    if (data.id != keyword || data.value.empty()) continue;
+    const bool is_known = std::ranges::any_of(known, [&](const std::wstring& other) {
+      const std::string held = encoded(other, set);
+      return held == data.value || (data.value.size() == longest_keyword && held.starts_with(data.value));
+    });
+    if (!is_known) beyond.push_back(decoded(data.value, set));
+  }
+  return beyond;
+}
+
 std::optional<std::string> iptc_value(std::string_view block, std::uint16_t id) {
   const std::optional<dataset_list> list = list_datasets(block);
   if (!list) return std::nullopt;

@@ -21,6 +21,11 @@ inline constexpr std::uint16_t iptc_time_created = 0x023c;  ///< 2:60, HHMMSS an
 /// nothing, couldn't be anything else; otherwise Latin-1.
 [[nodiscard]] std::optional<std::vector<std::wstring>> iptc_keywords(std::string_view block);
 
+/// The keywords that aren't among `known`: neither as they are nor as the block would hold one of those, with other
+/// characters for those that it lacks, and cut to the 64 bytes that a keyword may have there.
+[[nodiscard]] std::vector<std::wstring> iptc_keywords_beyond(std::string_view block,
+                                                             std::span<const std::wstring> known);
+
 /// The bytes of the first dataset of that record and number.
 [[nodiscard]] std::optional<std::string> iptc_value(std::string_view block, std::uint16_t id);
 

@@ -67,10 +67,18 @@ void classify(byte_source& source, segment& found) {
 
 // The segments in front of the scan. False where there is no scan, or something that is no segment comes first.
 bool list_segments(byte_source& source, std::vector<segment>& segments) {
+  constexpr std::size_t most_stray_bytes = 4096;
   std::uint64_t at = 2;
+  std::size_t stray_bytes = 0;
   while (segments.size() < most_segments) {
     const std::optional<std::string> head = source.read(at, 4);
-    if (!head || (*head)[0] != '\xff') return false;
+    if (!head) return false;
+    if ((*head)[0] != '\xff') {
+      // Every decoder passes over stray bytes up to the next marker.
+      if (++stray_bytes > most_stray_bytes) return false;
+      ++at;
+      continue;
+    }
     const auto marker = static_cast<std::uint8_t>((*head)[1]);
     if (marker == 0xff) {
       ++at;  // a fill byte
@@ -119,6 +127,7 @@ class jpeg_container final : public image_container {
   [[nodiscard]] bool plan_exif(plan_builder& plan, const metadata_edits& edits) const;
   void plan_xmp(plan_builder& plan, const packet_change& packet) const;
   void plan_iptc(plan_builder& plan, const std::string& iptc) const;
+  [[nodiscard]] bool has_fixed_places() const;
   [[nodiscard]] bool plan_mpf(plan_builder& plan) const;
 
   std::vector<segment> segments_;
@@ -158,14 +167,14 @@ bool jpeg_container::read_photoshop() {
   }
   const std::optional<std::vector<photoshop_resource>> resources = list_photoshop_resources(photoshop_);
   if (!resources) return false;
-  const auto iptc_count = std::count_if(resources->begin(), resources->end(), [](const photoshop_resource& resource) {
-    return resource.id == photoshop_iptc;
-  });
-  if (iptc_count == 0) return true;
-  std::string iptc(find_resource(*resources, photoshop_iptc)->value);
-  if (!is_iptc_block(iptc)) return false;
-  blocks_.iptc = std::move(iptc);
-  return iptc_count == 1;
+  for (const photoshop_resource& resource : *resources) {
+    if (resource.id != photoshop_iptc) continue;
+    if (!is_iptc_block(resource.value)) return false;
+    // Of several blocks each program reads another: their datasets become one row.
+    const std::size_t size = resource.value.find_last_not_of('\0') + 1;
+    blocks_.iptc = blocks_.iptc.value_or(std::string()) + std::string(resource.value.substr(0, size));
+  }
+  return true;
 }
 
 // Behind the JFIF segments, which have to come first.
@@ -226,7 +235,7 @@ void jpeg_container::plan_xmp(plan_builder& plan, const packet_change& packet) c
     return;
   }
   set_length(plan, *xmp, packet.text.size());
-  plan.replace(xmp->payload, blocks_.xmp->text, packet);
+  plan.replace(xmp->payload, blocks_.stored_xmp(), packet);
 }
 
 void jpeg_container::plan_iptc(plan_builder& plan, const std::string& iptc) const {
@@ -246,6 +255,14 @@ void jpeg_container::plan_iptc(plan_builder& plan, const std::string& iptc) cons
     parts += segment_bytes(marker_app13, photoshop_signature, std::string_view(changed).substr(at, largest_part));
   }
   plan.splice_in(first.end, 0, std::move(parts));
+}
+
+// Some programs append a table of places in the file, which they count from its start.
+bool jpeg_container::has_fixed_places() const {
+  constexpr std::size_t signature_size = 12;
+  if (source_.size() < signature_size) return false;
+  const std::optional<std::string> end = source_.read(source_.size() - signature_size, signature_size);
+  return !end || end->starts_with("AXS!") || end->starts_with("AXS*");
 }
 
 // The size of the first image is in the index; what grows behind the index moves the other images away from it.
@@ -269,6 +286,7 @@ std::optional<edit_plan> jpeg_container::plan_whole(const metadata_edits& edits)
   if (edits.xmp && edits.xmp->text.size() > xmp_limit()) return std::nullopt;
   if (edits.xmp) plan_xmp(plan, *edits.xmp);
   if (edits.iptc && blocks_.iptc) plan_iptc(plan, *edits.iptc);
+  if (plan.growth(0, source_.size()) != 0 && has_fixed_places()) return std::nullopt;
   if (!plan_mpf(plan)) return std::nullopt;
   return plan.take();
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "platform/host/byte_order.h"
 #include "platform/host/image/checksums.h"
@@ -63,10 +64,11 @@ std::string with_iptc_block(std::string_view stream, std::string_view block) {
   if (!resources) return std::string(stream);
   std::string changed;
   std::size_t listed = 0;
+  bool has_block = false;
   for (const photoshop_resource& resource : *resources) {
     listed += resource.bytes.size();
     if (resource.id == photoshop_iptc) {
-      append_resource(changed, resource.head, block);
+      if (!std::exchange(has_block, true)) append_resource(changed, resource.head, block);
     } else if (resource.id == photoshop_iptc_digest && resource.value.size() == digest_size) {
       append_resource(changed, resource.head, md5(block));
     } else {

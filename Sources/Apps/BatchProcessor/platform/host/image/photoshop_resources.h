@@ -27,8 +27,8 @@ inline constexpr std::uint16_t photoshop_iptc_digest = 0x0425;  ///< MD5 of the 
 [[nodiscard]] const photoshop_resource* find_resource(const std::vector<photoshop_resource>& resources,
                                                       std::uint16_t id);
 
-/// The stream with another IPTC block in its resource, and with the digest of that where it has one. A digest that
-/// doesn't fit makes readers distrust the block.
+/// The stream with another IPTC block in the first resource that holds one, without the others, and with the digest of
+/// that where it has one. A digest that doesn't fit makes readers distrust the block.
 [[nodiscard]] std::string with_iptc_block(std::string_view stream, std::string_view block);
 
 }  // namespace platform::host::image

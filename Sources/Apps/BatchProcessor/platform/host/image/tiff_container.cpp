@@ -35,6 +35,7 @@ tiff_container::tiff_container(byte_source& source) : image_container(container_
     note_damage();
     return;
   }
+  if (tiff_usage(*blocks_.exif).has_data_beyond_end()) note_damage();
   const tiff_directory& fields = blocks_.exif->directory;
   if (const tiff_entry* packet = fields.find(tiff_tag::xmp)) read_xmp(tiff_value(*blocks_.exif, *packet));
   if (const tiff_entry* iptc = fields.find(tiff_tag::iptc)) read_iptc(*iptc);
@@ -59,7 +60,7 @@ std::optional<std::uint64_t> tiff_container::xmp_offset() const {
 // Whether the packet can be changed where it stands: some writers let equal values share their bytes.
 bool tiff_container::stays_in_place(const packet_change& packet) const {
   const auto offset = xmp_offset();
-  if (!offset || !blocks_.xmp || packet.text.size() != blocks_.xmp->text.size()) return false;
+  if (!offset || !blocks_.xmp || packet.text.size() != blocks_.stored_xmp().size()) return false;
   tiff_usage usage(*blocks_.exif);
   return usage.is_value_alone({*offset, *offset + packet.text.size()}, static_cast<std::uint16_t>(tiff_tag::xmp));
 }
@@ -69,7 +70,7 @@ std::optional<edit_plan> tiff_container::plan_whole(const metadata_edits& edits)
   std::vector<tiff_change> changes = edits.fields;
   plan_builder plan;
   if (edits.xmp && stays_in_place(*edits.xmp)) {
-    plan.replace(*xmp_offset(), blocks_.xmp->text, *edits.xmp);
+    plan.replace(*xmp_offset(), blocks_.stored_xmp(), *edits.xmp);
   } else if (edits.xmp) {
     changes.push_back({tiff_tag::xmp, edits.xmp->text});
   }

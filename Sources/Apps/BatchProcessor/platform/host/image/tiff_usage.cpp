@@ -43,6 +43,11 @@ bool tiff_usage::is_value_alone(const tiff_area& area, std::uint16_t tag) {
   return std::ranges::none_of(uses_, is_other) && std::ranges::count_if(uses_, is_own) <= 1;
 }
 
+bool tiff_usage::has_data_beyond_end() {
+  if (!is_looked_up_) look_up();
+  return is_cut_;
+}
+
 // Guesses don't count against what is known to be a directory.
 bool tiff_usage::is_first_directory_alone() {
   if (!is_looked_up_) look_up();
@@ -101,8 +106,11 @@ void tiff_usage::add_data(const tiff_directory& directory, std::uint16_t offsets
   const auto sizes = is_paired ? numbers(directory, *sizes_entry) : std::nullopt;
   is_unknown_ = is_unknown_ || !offsets || !sizes;
   if (is_unknown_) return;
-  for (std::size_t i = 0; i < offsets->size(); ++i)
-    add_use({(*offsets)[i], (*offsets)[i] + (*sizes)[i]}, anything_else);
+  for (std::size_t i = 0; i < offsets->size(); ++i) {
+    const tiff_area data{(*offsets)[i], (*offsets)[i] + (*sizes)[i]};
+    is_cut_ = is_cut_ || data.end > block_.range.size;
+    add_use(data, anything_else);
+  }
 }
 
 void tiff_usage::add_use(const tiff_area& area, std::uint32_t owner) {

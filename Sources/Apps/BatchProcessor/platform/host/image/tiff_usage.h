@@ -20,6 +20,8 @@ class tiff_usage {
   /// Whether an area that holds the value of a field of the first directory holds nothing else: some writers let equal
   /// values share their bytes.
   [[nodiscard]] bool is_value_alone(const tiff_area& area, std::uint16_t tag);
+  /// Whether strips, tiles or other image data reach beyond the end of the block: a file that was cut.
+  [[nodiscard]] bool has_data_beyond_end();
   /// Whether nothing that could be followed reaches into the first directory.
   [[nodiscard]] bool is_first_directory_alone();
 
@@ -39,6 +41,7 @@ class tiff_usage {
   const tiff_block& block_;
   bool is_looked_up_ = false;
   bool is_unknown_ = false;  // something could not be followed
+  bool is_cut_ = false;      // image data reach beyond the end
   std::vector<use> uses_;
   std::vector<std::uint64_t> unread_;  // offsets of directories
 };

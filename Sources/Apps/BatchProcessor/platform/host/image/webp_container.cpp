@@ -122,9 +122,9 @@ bool webp_container::plan_xmp(plan_builder& plan, const packet_change& packet) c
   if (packet.text.size() > xmp_limit()) return false;
   const std::string bytes = chunk_bytes("XMP ", packet.text);
   if (chunks_.xmp) {
-    const std::string old = chunk_bytes("XMP ", blocks_.xmp->text);
-    if (packet.text.size() == blocks_.xmp->text.size()) {
-      plan.replace(chunks_.xmp->data(), blocks_.xmp->text, packet);
+    const std::string old = chunk_bytes("XMP ", blocks_.stored_xmp());
+    if (packet.text.size() == blocks_.stored_xmp().size()) {
+      plan.replace(chunks_.xmp->data(), blocks_.stored_xmp(), packet);
     } else {
       plan.splice_in(chunks_.xmp->offset, old.size(), bytes);
     }

@@ -8,6 +8,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "text/conversions.h"
+
 namespace platform::host::image {
 
 namespace {
@@ -371,6 +373,18 @@ void packet_reader::find_padding() {
 }
 
 }  // namespace
+
+std::optional<std::string> utf8_from_utf16_xmp(std::string_view bytes) {
+  using namespace std::string_view_literals;
+  const bool is_big = bytes.starts_with("\xfe\xff"sv) || bytes.starts_with("\0<"sv);
+  const bool is_little = bytes.starts_with("\xff\xfe"sv) || bytes.starts_with("<\0"sv);
+  if ((!is_big && !is_little) || bytes.size() % 2 != 0 || bytes.size() > longest_packet) return std::nullopt;
+  std::string little(bytes);
+  for (std::size_t i = 0; is_big && i < little.size(); i += 2)
+    std::swap(little[i], little[i + 1]);
+  if (little.starts_with("\xff\xfe"sv)) little.erase(0, 2);
+  return text::utf8_from_wide(text::wide_from_utf16le(little));
+}
 
 std::optional<xmp_packet> parse_xmp_packet(std::string text) {
   xmp_packet packet;

@@ -110,6 +110,9 @@ struct xmp_packet {
   text_range padding;  ///< white space in front of the end marker, or at the end where there is no marker
 };
 
+/// The text of a packet in UTF-16, as the standard allows; nothing for any other.
+[[nodiscard]] std::optional<std::string> utf8_from_utf16_xmp(std::string_view bytes);
+
 /// Nothing for what isn't UTF-8, isn't well formed, has a document type or no rdf:RDF, or nests unreasonably deep.
 [[nodiscard]] std::optional<xmp_packet> parse_xmp_packet(std::string text);
 
