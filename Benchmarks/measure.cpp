@@ -23,7 +23,7 @@ namespace {
   _exit(127);
 }
 
-// Of a process that has ended but was not waited for.
+// Of a process that has ended but was not waited for; -1 where only root may look.
 long long written_bytes(pid_t process) {
   std::ifstream counters("/proc/" + std::to_string(process) + "/io");
   std::string name;

@@ -55,7 +55,7 @@ def bench_by_type(options, results):
 def bench_slow_sorting(options, results, samples):
     """Beside what takes a process or a parser for each file, on the same photos."""
     folder = WORK / "photos"
-    count = len(list(samples.iterdir()))
+    count = samples.count
     mv = f"mkdir '{folder}/Images' && for file in '{folder}'/*.jpg; do mv \"$file\" '{folder}/Images'; done"
     commands = {"sort": lambda: job(options.executable, "organize_folder", "by_type", [folder]),
                 "undo": lambda: job(options.executable, "organize_undo", "", [folder]),
@@ -79,12 +79,12 @@ def bench_slow_sorting(options, results, samples):
 
 def fresh_folder(samples, folder):
     shutil.rmtree(folder, ignore_errors=True)
-    shutil.copytree(samples, folder)
+    shutil.copytree(samples.folder, folder)
     os.sync()
 
 
 def bench_photos(options, results, samples):
-    count = len(list(samples.iterdir()))
+    count = samples.count
     runs, rivals = [], []
     for number in range(options.rounds):
         progress(f"{count} photos by their patterns: round {number + 1} of {options.rounds}")
@@ -130,7 +130,7 @@ def bench_look_up(options, results):
 def bench_regions(options, results, samples):
     progress("people regions")
     picture = WORK / "regions.jpg"
-    shutil.copy(next(samples.iterdir()), picture)
+    shutil.copy(samples.paths()[0], picture)
     subprocess.run(["exiftool", "-q", "-overwrite_original",
                     "-RegionInfoMP={Regions=[{PersonDisplayName=Anna,Rectangle=0.1|, 0.1|, 0.2|, 0.2}]}", str(picture)],
                    check=True)
