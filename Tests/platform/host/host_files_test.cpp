@@ -206,12 +206,15 @@ TEST_F(host_files, a_deleted_link_leaves_its_read_only_target) {
   EXPECT_EQ(content_of(path_), "content");
 }
 
-TEST_F(host_files, create_always_writes_behind_a_link) {
+TEST_F(host_files, create_always_goes_through_no_link) {
   put_file(path_, "old");
-  ASSERT_EQ(::symlink("file", bytes(link_).c_str()), 0);
-  put_file(link_, "new");
-  EXPECT_EQ(content_of(path_), "new");
-  EXPECT_EQ(*files_.attributes(link_), attribute::reparse_point);
+  for (const char* target : {"file", "nothing"}) {
+    ASSERT_EQ(::symlink(target, bytes(link_).c_str()), 0);
+    EXPECT_EQ(files_.open(link_, replacing).error(), win32_error::cant_resolve_filename);
+    ASSERT_EQ(::unlink(bytes(link_).c_str()), 0);
+  }
+  EXPECT_EQ(content_of(path_), "old");
+  EXPECT_FALSE(files_.attributes(scratch_ / L"nothing"));
 }
 
 TEST_F(host_files, open_always_makes_what_a_dangling_link_names) {

@@ -121,4 +121,11 @@ TEST_F(profile_strings_host_test, writes_of_several_processes_lose_nothing) {
   EXPECT_EQ(folder.names(), std::vector<std::string>{"desktop.ini"});
 }
 
+TEST_F(profile_strings_host_test, nothing_is_written_through_a_link) {
+  put(folder.path("victim"), "precious");
+  std::filesystem::create_symlink("victim", path);
+  EXPECT_EQ(profiles.write(file, L"a", L"b", L"c"), win32_error::cant_resolve_filename);
+  EXPECT_EQ(content(folder.path("victim")), "precious");
+}
+
 }  // namespace

@@ -15,6 +15,7 @@
 #include "platform/host/ini_text.h"
 #include "platform/host/open_to_change.h"
 #include "platform/host/path_bytes.h"
+#include "platform/host/sibling_files.h"
 #include "platform/host/staged_file.h"
 #include "platform/host/unique_descriptor.h"
 #include "text/conversions.h"
@@ -53,6 +54,7 @@ win32_error create_file(const std::string& path, std::string_view bytes) {
 }
 
 win32_error edit_once(const std::string& path, const edit& change) {
+  if (is_link(path)) return win32_error::cant_resolve_filename;
   const auto opened = open_to_change(path, patience);
   if (opened.error() == win32_error::file_not_found) {
     const std::string created = change({});

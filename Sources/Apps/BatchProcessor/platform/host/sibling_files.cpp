@@ -68,6 +68,11 @@ win32_result<resolved_path> resolve_links(const std::string& path) {
   return error_from_errno(ELOOP);
 }
 
+bool is_link(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 std::string sibling_of(std::string_view path, std::string_view name) {
   return std::string(folder_prefix(path)).append(name);
 }

@@ -26,6 +26,10 @@ inline constexpr int most_sibling_names = 8;
 /// A name beside `path`.
 [[nodiscard]] std::string sibling_of(std::string_view path, std::string_view name);
 
+/// Whether the last part of a path is a symbolic link. What this program writes for itself beside a file goes through
+/// none: another user of the folder may have put it there.
+[[nodiscard]] bool is_link(const std::string& path);
+
 /// Holds a new content on its way to the name `path`; worth nothing to anyone but the process that has it locked. The
 /// name tells it, whatever file has that by now.
 [[nodiscard]] std::string staging_path(std::string_view path, int attempt = 0);

@@ -11,6 +11,7 @@
 #include "platform/host/open_file.h"
 #include "platform/host/open_to_change.h"
 #include "platform/host/opening.h"
+#include "platform/host/sibling_files.h"
 #include "platform/host/staged_file.h"
 
 namespace platform::host {
@@ -83,9 +84,10 @@ class staged_output final : public file {
 
 win32_result<std::unique_ptr<file>> open_staged(const path_bytes& path, const open_request& request) {
   if (!succeeded(path.error())) return path.error();
+  const bool may_create = request.disposition == disposition::create_always;
+  if (may_create && is_link(std::string(path.view()))) return win32_error::cant_resolve_filename;
   auto original = open_to_change(std::string(path.view()));
   const bool is_missing = !original && original.error() == win32_error::file_not_found;
-  const bool may_create = request.disposition == disposition::create_always;
   if (original.error() == win32_error::invalid_function) return win32_error::access_denied;
   if (!original && !(is_missing && may_create)) return original.error();
 
