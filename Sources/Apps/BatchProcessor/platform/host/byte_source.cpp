@@ -10,30 +10,33 @@ namespace platform::host {
 
 namespace {
 
-// The start of most files holds all of their metadata; further on, headers are far apart.
-constexpr std::uint64_t first_read_size = std::uint64_t{16} << 10;
+// The start of most files holds all of their metadata, and stays in memory; further on, headers are far apart.
+constexpr std::uint64_t start_size = std::uint64_t{64} << 10;
 constexpr std::uint64_t later_read_size = 512;
 
 }  // namespace
 
-bool file_source::fill(std::uint64_t offset, std::uint64_t count) {
-  const std::uint64_t wanted = std::max(count, offset == 0 ? first_read_size : later_read_size);
-  buffer_.resize(std::min(wanted, size_ - offset));
-  buffer_offset_ = offset;
+bool file_source::fill(stretch& part, std::uint64_t offset, std::uint64_t count) {
+  part.bytes.resize(std::min(count, size_ - offset));
+  part.offset = offset;
   errno = 0;
-  if (read_at(descriptor_, offset, buffer_) == buffer_.size()) return true;
+  if (read_at(descriptor_, offset, part.bytes) == part.bytes.size()) return true;
   // Shorter than it was when it was opened: someone is changing it.
   failure_ = errno == 0 ? win32_error::sharing_violation : error_from_errno(errno, data_direction::reading);
-  buffer_.clear();
+  part.bytes.clear();
   return false;
 }
 
 std::optional<std::string> file_source::read(std::uint64_t offset, std::uint64_t count) {
   if (offset > size_ || count > size_ - offset) return std::nullopt;
-  const bool buffered = offset >= buffer_offset_ && offset - buffer_offset_ <= buffer_.size() &&
-                        count <= buffer_.size() - (offset - buffer_offset_);
-  if (!buffered && !fill(offset, count)) return std::nullopt;
-  return buffer_.substr(offset - buffer_offset_, count);
+  const bool is_at_start = offset + count <= start_size;
+  stretch& part = is_at_start ? start_ : later_;
+  if (!part.holds(offset, count)) {
+    const bool filled =
+        is_at_start ? fill(part, 0, start_size) : fill(part, offset, std::max(count, later_read_size));
+    if (!filled) return std::nullopt;
+  }
+  return part.bytes.substr(offset - part.offset, count);
 }
 
 std::optional<std::string> memory_source::read(std::uint64_t offset, std::uint64_t count) {

@@ -32,12 +32,20 @@ class file_source final : public byte_source {
   [[nodiscard]] win32_error failure() const { return failure_; }
 
  private:
-  [[nodiscard]] bool fill(std::uint64_t offset, std::uint64_t count);
+  struct stretch {
+    std::uint64_t offset = 0;
+    std::string bytes;
+    [[nodiscard]] bool holds(std::uint64_t from, std::uint64_t count) const {
+      return from >= offset && from - offset <= bytes.size() && count <= bytes.size() - (from - offset);
+    }
+  };
+
+  [[nodiscard]] bool fill(stretch& part, std::uint64_t offset, std::uint64_t count);
 
   int descriptor_;
   std::uint64_t size_;
-  std::string buffer_;
-  std::uint64_t buffer_offset_ = 0;
+  stretch start_;  // of the file, once anything in it was read
+  stretch later_;  // what was read last elsewhere
   win32_error failure_ = win32_error::success;
 };
 

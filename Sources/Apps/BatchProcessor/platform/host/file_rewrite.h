@@ -26,7 +26,7 @@ class file_rewrite {
   [[nodiscard]] virtual unique_descriptor take_replacement() { return {}; }
 };
 
-/// What a plan was made from: a file that open_to_change opened, and that stays open until the commit.
+/// What a plan was made from: a file that open_to_change opened. File and source stay until the commit.
 struct rewritten_file {
   int file = -1;
   std::string path;
