@@ -10,8 +10,7 @@ namespace platform::host {
 
 namespace {
 
-// The start of most files holds all of their metadata, and stays in memory; further on, headers are far apart.
-constexpr std::uint64_t start_size = std::uint64_t{64} << 10;
+// Behind the start, headers are far apart.
 constexpr std::uint64_t later_read_size = 512;
 
 }  // namespace
@@ -29,11 +28,11 @@ bool file_source::fill(stretch& part, std::uint64_t offset, std::uint64_t count)
 
 std::optional<std::string> file_source::read(std::uint64_t offset, std::uint64_t count) {
   if (offset > size_ || count > size_ - offset) return std::nullopt;
-  const bool is_at_start = offset + count <= start_size;
+  const bool is_at_start = offset + count <= start_size_;
   stretch& part = is_at_start ? start_ : later_;
   if (!part.holds(offset, count)) {
     const bool filled =
-        is_at_start ? fill(part, 0, start_size) : fill(part, offset, std::max(count, later_read_size));
+        is_at_start ? fill(part, 0, start_size_) : fill(part, offset, std::max(count, later_read_size));
     if (!filled) return std::nullopt;
   }
   return part.bytes.substr(offset - part.offset, count);

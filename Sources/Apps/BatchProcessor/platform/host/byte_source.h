@@ -19,10 +19,14 @@ class byte_source {
   [[nodiscard]] virtual std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) = 0;
 };
 
-/// Reads an open file with pread. The descriptor stays the caller's; `size` is the file's size.
+/// Reads an open file with pread. The descriptor stays the caller's; `size` is the file's size, `start_size` how much
+/// of its start is read at once, and kept.
 class file_source final : public byte_source {
  public:
-  file_source(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
+  static constexpr std::uint64_t default_start_size = std::uint64_t{16} << 10;
+
+  file_source(int descriptor, std::uint64_t size, std::uint64_t start_size = default_start_size)
+      : descriptor_(descriptor), size_(size), start_size_(start_size) {}
 
   [[nodiscard]] std::uint64_t size() const override { return size_; }
   [[nodiscard]] std::optional<std::string> read(std::uint64_t offset, std::uint64_t count) override;
@@ -44,6 +48,7 @@ class file_source final : public byte_source {
 
   int descriptor_;
   std::uint64_t size_;
+  std::uint64_t start_size_;
   stretch start_;  // of the file, once anything in it was read
   stretch later_;  // what was read last elsewhere
   win32_error failure_ = win32_error::success;

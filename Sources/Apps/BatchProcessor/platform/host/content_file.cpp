@@ -48,7 +48,11 @@ hresult_result<content_file> open_content_file(const std::wstring& path, handler
   if (opened.error() == win32_error::invalid_function) return no_file;
   if (!opened) return hresult_from(opened.error());
   content_file file{*std::move(opened), nullptr};
-  file.source = std::make_unique<file_source>(file.opened.file.get(), file.opened.stamp.size);
+  // For a change the metadata are read as a whole.
+  constexpr std::uint64_t metadata_size = std::uint64_t{64} << 10;
+  const bool for_change = access == handler_access::read_write;
+  file.source = std::make_unique<file_source>(file.opened.file.get(), file.opened.stamp.size,
+                                              for_change ? metadata_size : file_source::default_start_size);
   return file;
 }
 
