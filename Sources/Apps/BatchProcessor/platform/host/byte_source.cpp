@@ -31,8 +31,7 @@ std::optional<std::string> file_source::read(std::uint64_t offset, std::uint64_t
   const bool is_at_start = offset + count <= start_size_;
   stretch& part = is_at_start ? start_ : later_;
   if (!part.holds(offset, count)) {
-    const bool filled =
-        is_at_start ? fill(part, 0, start_size_) : fill(part, offset, std::max(count, later_read_size));
+    const bool filled = is_at_start ? fill(part, 0, start_size_) : fill(part, offset, std::max(count, later_read_size));
     if (!filled) return std::nullopt;
   }
   return part.bytes.substr(offset - part.offset, count);

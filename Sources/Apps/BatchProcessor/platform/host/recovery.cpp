@@ -20,20 +20,20 @@ namespace platform::host {
 namespace {
 
 win32_error put_back(int file, const undo_record& record) {
-  for (const recorded_piece& piece : record.pieces) {
-    const int failure = write_at(file, piece.offset, piece.old_bytes);
+  for (const recorded_run& run : record.runs) {
+    const int failure = write_at(file, run.offset, run.old_bytes);
     if (failure != 0) return error_from_errno(failure, data_direction::writing);
   }
   return win32_error::success;
 }
 
-// In the places of the record's pieces. not_found for a file that became shorter since.
+// In the places of the record's runs. not_found for a file that became shorter since.
 win32_result<std::vector<std::string>> bytes_now(int file, const undo_record& record) {
   std::vector<std::string> found;
-  for (const recorded_piece& piece : record.pieces) {
-    std::string bytes(piece.old_bytes.size(), '\0');
+  for (const recorded_run& run : record.runs) {
+    std::string bytes(run.old_bytes.size(), '\0');
     errno = 0;
-    if (read_at(file, piece.offset, bytes) != bytes.size()) {
+    if (read_at(file, run.offset, bytes) != bytes.size()) {
       return errno == 0 ? win32_error::not_found : error_from_errno(errno, data_direction::reading);
     }
     found.push_back(std::move(bytes));

@@ -1,4 +1,4 @@
-// What an undo record says of a patch: the old bytes of its pieces, and what tells the new ones.
+// What an undo record says of a patch: the old bytes that it changes, and what tells the new ones.
 #pragma once
 
 #include <cstdint>
@@ -22,25 +22,27 @@ struct patch_piece {
 /// In ascending order, one for each page.
 using patch = std::vector<patch_piece>;
 
-struct recorded_piece {
+/// Bytes of a piece that differ.
+struct recorded_run {
   std::uint64_t offset = 0;
-  std::uint64_t new_hash = 0;
   std::string_view old_bytes;
+  std::string_view tell;  ///< the new bytes, or where they are more than 8 their hash
 };
 
 struct undo_record {
   std::uint64_t file_size = 0;
-  std::vector<recorded_piece> pieces;
+  std::vector<recorded_run> runs;
 };
 
-/// A byte 1, the size of the file, then for each piece its offset, the hash of its new bytes, its size, and its old
-/// bytes. Numbers are little-endian, of 8 bytes, a piece's size of 2.
+/// A byte 1, the size of the file, then for each run its distance from the end of the one before, its size, its old
+/// bytes, and what tells the new ones. Numbers are little-endian base 128 (LEB128). So the record of a rating fits into
+/// the inode of most files.
 [[nodiscard]] std::string undo_record_of(const patch& change, std::uint64_t file_size);
 
-/// Views of the text. None for what is no record, and for pieces beyond the end of the file.
+/// Views of the text. None for what is no record, and for runs beyond the end of the file.
 [[nodiscard]] std::optional<undo_record> parse_undo_record(std::string_view text);
 
-/// How far the patch of a record came, by the bytes that stand in the place of each piece.
+/// How far the patch of a record came, by the bytes that stand in the place of each run.
 enum class patch_progress : std::uint8_t {
   cut_short,
   finished,
