@@ -60,8 +60,10 @@ struct directory_entry {
 enum class access : std::uint32_t {
   read = 1,
   write = 2,
-  write_attributes = 4,  ///< FILE_WRITE_ATTRIBUTES: enough to set times, without touching the data
-  append = 8,            ///< FILE_APPEND_DATA: every write goes to the end, whatever other processes wrote meanwhile
+  /// FILE_WRITE_ATTRIBUTES: enough to set times, without touching the data. On the host such a handle looks at the file
+  /// only when a time is set.
+  write_attributes = 4,
+  append = 8,  ///< FILE_APPEND_DATA: every write goes to the end, whatever other processes wrote meanwhile
 };
 constexpr access operator|(access a, access b) {
   return static_cast<access>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));

@@ -16,6 +16,7 @@
 #include "platform/host/path_bytes.h"
 #include "platform/host/staged_output.h"
 #include "platform/host/times.h"
+#include "platform/host/times_file.h"
 
 namespace platform::host {
 
@@ -67,6 +68,9 @@ win32_result<std::unique_ptr<file>> file_system::open(const std::wstring& path, 
   const path_bytes bytes(path);
   if (request.disposition == disposition::create_always || request.disposition == disposition::rewrite_existing) {
     return open_staged(bytes, request);
+  }
+  if (request.access == access::write_attributes && request.disposition == disposition::open_existing) {
+    return open_for_times(bytes);
   }
   const bool writes = has(request.access, access::write);
   if (writes && request.disposition != disposition::create_new) {
