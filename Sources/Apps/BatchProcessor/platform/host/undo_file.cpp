@@ -1,7 +1,7 @@
 // The order of the steps: the undo file is filled and synced under its name; the file gets the attribute that names it;
 // all of that is on the disk before the first byte of the file changes. At the end the file is synced, then the
-// attribute goes, then the undo file. So an attribute leads to a complete undo file, and an undo file without an
-// attribute is worth nothing: the file is whole.
+// attribute goes, is synced too, then the undo file goes. So an attribute leads to a complete undo file, and an undo
+// file without an attribute is worth nothing: the file is whole.
 #include "platform/host/undo_file.h"
 
 #include <fcntl.h>
@@ -106,7 +106,10 @@ win32_error sync_names(int file, const std::string& undo_name) {
 
 void finish(int file, const std::string& undo_name) {
   // Without the attribute the undo file is a leftover; with it, the next open finds that the file is whole.
-  if (succeeded(remove_undo_attribute(file))) static_cast<void>(::unlink(undo_name.c_str()));
+  if (!succeeded(remove_undo_attribute(file))) return;
+  // Before the file is changed again: after a loss of power the attribute would be back, on bytes that it doesn't know.
+  static_cast<void>(::fsync(file));
+  static_cast<void>(::unlink(undo_name.c_str()));
 }
 
 // The undo file is on the disk, and so is the room that the change needs. `before` becomes the stamp to compare with
